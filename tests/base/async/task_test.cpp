@@ -1,0 +1,303 @@
+#include <chrono>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "base/async/async.h"
+#include "base/async/cancellation.h"
+#include "base/async/continuation.h"
+#include "base/async/run_loop.h"
+#include "base/async/sleep.h"
+#include "base/async/task.h"
+#include "base/async/test_scheduler.h"
+#include "base/async/thread_pool.h"
+
+namespace trelvis {
+namespace {
+
+using namespace std::chrono_literals;
+using Log = std::vector<std::string>;
+
+class TaskTest : public ::testing::Test {
+ protected:
+  TestScheduler scheduler_;
+  std::shared_ptr<Executor> main_ = scheduler_.makeExecutor();
+  std::shared_ptr<Executor> other_ = scheduler_.makeExecutor();
+};
+
+Async<int> twice(int n) {
+  co_return 2 * n;
+}
+
+Async<int> failing() {
+  throw std::runtime_error("boom");
+  co_return 0;
+}
+
+TEST_F(TaskTest, StartsByAPostedJobAndGivesItsValue) {
+  Log log;
+  auto task = spawn(main_, [&]() -> Async<int> {
+    log.push_back("body");
+    co_return co_await twice(21);
+  });
+  log.push_back("spawned");
+  EXPECT_FALSE(task.isDone());
+  scheduler_.runUntilIdle();
+  EXPECT_EQ(log, (Log{"spawned", "body"}));
+  ASSERT_TRUE(task.isDone());
+  EXPECT_EQ(task.value(), 42);
+}
+
+TEST_F(TaskTest, ErrorsPropagateThroughChildrenAndAwaitedTasks) {
+  auto inner = spawn(other_, [] { return failing(); });
+  auto outer = spawn(main_, [inner]() -> Async<std::string> {
+    try {
+      co_await failing();
+    } catch (const std::runtime_error& e) {
+      EXPECT_STREQ(e.what(), "boom");
+    }
+    try {
+      co_await inner;
+    } catch (const std::runtime_error& e) {
+      co_return std::string("inner: ") + e.what();
+    }
+    co_return "no error";
+  });
+  scheduler_.runUntilIdle();
+  EXPECT_EQ(outer.value(), "inner: boom");
+  EXPECT_THROW(inner.value(), std::runtime_error);
+}
+
+TEST_F(TaskTest, ResumesOnItsOwnExecutorAfterAwaitingWorkOnAnother) {
+  std::vector<Executor*> seen;
+  auto work = spawn(other_, [&]() -> Async<int> {
+    seen.push_back(Executor::current());
+    co_await sleepFor(5ms);
+    co_return 7;
+  });
+  auto task = spawn(main_, [&, work]() -> Async<int> {
+    int n = co_await work;
+    seen.push_back(Executor::current());
+    co_return n;
+  });
+  scheduler_.advanceBy(5ms);
+  EXPECT_EQ(task.value(), 7);
+  EXPECT_EQ(seen, (std::vector<Executor*>{other_.get(), main_.get()}));
+}
+
+// The same with real threads: a task on the test thread's loop awaits work that
+// completes on a pool thread, and must come back to the test thread.
+TEST(TaskThreadTest, MainTaskResumesOnItsLoopThreadAfterWorkOnAPoolThread) {
+  auto loop = RunLoop::make();
+  ThreadPool pool("resume", 2);
+  auto worker = pool.makeSequencedExecutor();
+  std::thread::id workThread, before, after;
+  auto work = spawn(worker, [&]() -> Async<int> {
+    workThread = std::this_thread::get_id();
+    co_return 5;
+  });
+  auto task = spawn(loop, [&, work]() -> Async<int> {
+    before = std::this_thread::get_id();
+    int n = co_await work;
+    int m = co_await withContinuation<int>(
+        [&](Continuation<int> c) { worker->post([c] { c.resume(6); }); });
+    after = std::this_thread::get_id();
+    EXPECT_EQ(Executor::current(), loop.get());
+    co_return n + m;
+  });
+  ASSERT_TRUE(loop->runUntil([&] { return task.isDone(); }, 10s));
+  EXPECT_EQ(task.value(), 11);
+  EXPECT_EQ(before, std::this_thread::get_id());
+  EXPECT_EQ(after, std::this_thread::get_id());
+  EXPECT_NE(workThread, std::this_thread::get_id());
+}
+
+TEST_F(TaskTest, CancelWakesSleepAndReachesAwaitedChildren) {
+  Log log;
+  auto child = [&]() -> Async<void> {
+    try {
+      co_await sleepFor(30s);
+      log.push_back("child slept");
+    } catch (const CancellationError&) {
+      log.push_back("child cancelled");
+      throw;
+    }
+  };
+  auto task = spawn(main_, [&]() -> Async<void> {
+    co_await child();
+    log.push_back("after child");
+  });
+  scheduler_.advanceBy(1s);
+  task.cancel();
+  task.cancel();  // idempotent
+  scheduler_.runUntilIdle();
+  EXPECT_EQ(log, (Log{"child cancelled"}));
+  ASSERT_TRUE(task.isDone());
+  EXPECT_TRUE(task.isCancelled());
+  EXPECT_THROW(task.value(), CancellationError);
+  EXPECT_EQ(scheduler_.now() - Instant(), 1s);
+  EXPECT_EQ(scheduler_.pendingCount(), 0u);  // the sleep's timer is gone too
+}
+
+TEST_F(TaskTest, CancelBeforeStartAndCheckCancellation) {
+  Log log;
+  auto task = spawn(main_, [&]() -> Async<void> {
+    log.push_back(isCancelled() ? "sees cancelled" : "not cancelled");
+    checkCancellation();
+    log.push_back("unreachable");
+    co_return;
+  });
+  task.cancel();
+  scheduler_.runUntilIdle();
+  EXPECT_EQ(log, (Log{"sees cancelled"}));
+  EXPECT_THROW(task.value(), CancellationError);
+  EXPECT_FALSE(isCancelled());  // outside any task
+}
+
+TEST_F(TaskTest, DroppedHandleLetsTheTaskRunOn) {
+  bool finished = false;
+  spawn(main_, [&]() -> Async<void> {
+    co_await sleepFor(1s);
+    finished = true;
+  }).detach();
+  {
+    auto dropped = spawn(main_, []() -> Async<void> { co_return; });
+  }
+  scheduler_.advanceBy(1s);
+  EXPECT_TRUE(finished);
+}
+
+TEST_F(TaskTest, ThirtySecondVirtualSleepIsFastAndOrderedWithOtherTimers) {
+  Log log;
+  auto sleeper = [&](std::string name, Duration d) {
+    return spawn(main_, [&log, name, d]() -> Async<void> {
+      co_await sleepFor(d);
+      log.push_back(name);
+    });
+  };
+  auto wallStart = std::chrono::steady_clock::now();
+  auto long1 = sleeper("30s first", 30s);
+  auto short1 = sleeper("10s", 10s);
+  auto long2 = sleeper("30s second", 30s);
+  other_->postAfter(20s, [&] { log.push_back("20s job"); });
+  scheduler_.advanceBy(29s);
+  EXPECT_EQ(log, (Log{"10s", "20s job"}));
+  scheduler_.advanceBy(1s);
+  EXPECT_EQ(log, (Log{"10s", "20s job", "30s first", "30s second"}));
+  EXPECT_LT(std::chrono::steady_clock::now() - wallStart, 1s);
+}
+
+TEST_F(TaskTest, CancellationHandlerRunsExactlyOnce) {
+  struct Case {
+    const char* name;
+    bool cancelBeforeInstall;
+    bool cancelTwice;
+  };
+  for (const Case& c : {Case{"during the operation", false, false},
+                        Case{"before the handler is installed", true, false},
+                        Case{"cancelled twice", false, true}}) {
+    SCOPED_TRACE(c.name);
+    Log log;
+    int handled = 0;
+    auto subject = spawn(main_, [&]() -> Async<void> {
+      co_await withCancellationHandler(
+          [&]() -> Async<void> {
+            log.push_back("operation");
+            co_await withContinuation<void>(
+                [&](Continuation<void> k) { other_->postAfter(5s, [k] { k.resume(); }); });
+            log.push_back("operation done");
+          },
+          [&] {
+            ++handled;
+            log.push_back("handler");
+          });
+      log.push_back("after");
+    });
+    if (c.cancelBeforeInstall) subject.cancel();
+    scheduler_.advanceBy(1s);
+    subject.cancel();
+    if (c.cancelTwice) subject.cancel();
+    scheduler_.advanceBy(10s);
+    EXPECT_EQ(handled, 1);
+    Log expected = c.cancelBeforeInstall ? Log{"handler", "operation", "operation done", "after"}
+                                         : Log{"operation", "handler", "operation done", "after"};
+    EXPECT_EQ(log, expected);
+  }
+}
+
+TEST_F(TaskTest, CancellationHandlerDoesNotRunAfterTheOperationFinished) {
+  int handled = 0;
+  auto task = spawn(main_, [&]() -> Async<void> {
+    co_await withCancellationHandler(twice(1), [&] { ++handled; });
+    co_await sleepFor(10s);
+  });
+  scheduler_.advanceBy(1s);
+  task.cancel();
+  scheduler_.runUntilIdle();
+  EXPECT_EQ(handled, 0);
+  EXPECT_THROW(task.value(), CancellationError);
+}
+
+TEST_F(TaskTest, ContinuationBridgesCallbacksFromAnyThread) {
+  std::function<void(int)> pendingCallback;
+  auto task = spawn(main_, [&]() -> Async<int> {
+    int a = co_await withContinuation<int>([](Continuation<int> c) { c.resume(1); });
+    int b = co_await withContinuation<int>([&](Continuation<int> c) {
+      pendingCallback = [c](int v) {
+        c.resume(v);
+      };
+    });
+    try {
+      co_await withContinuation<int>(
+          [](Continuation<int> c) { c.resumeThrowing(std::runtime_error("failed")); });
+    } catch (const std::runtime_error&) {
+      b += 100;
+    }
+    co_return a + b;
+  });
+  scheduler_.runUntilIdle();
+  ASSERT_TRUE(pendingCallback);
+  std::thread([&] { pendingCallback(20); }).join();
+  pendingCallback = nullptr;
+  scheduler_.runUntilIdle();
+  EXPECT_EQ(task.value(), 121);
+}
+
+TEST_F(TaskTest, DroppedContinuationRaisesInsteadOfHanging) {
+  auto task = spawn(
+      main_, [&]() -> Async<void> { co_await withContinuation<void>([](Continuation<void>) {}); });
+  scheduler_.runUntilIdle();
+  EXPECT_THROW(task.value(), BrokenContinuationError);
+}
+
+TEST_F(TaskTest, ContinuationResumedTwiceIsCaughtInDebugBuilds) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  auto resumeTwice = [this] {
+    auto task = spawn(main_, [&]() -> Async<void> {
+      co_await withContinuation<void>([](Continuation<void> c) {
+        c.resume();
+        c.resume();
+      });
+    });
+    scheduler_.runUntilIdle();
+  };
+  EXPECT_DEBUG_DEATH(resumeTwice(), "continuation is resumed more than once");
+}
+
+// Children that complete without suspending hand control back by symmetric
+// transfer; a long loop of them must not grow the stack.
+TEST_F(TaskTest, ManySynchronousChildrenDoNotExhaustTheStack) {
+  auto task = spawn(main_, []() -> Async<long> {
+    long sum = 0;
+    for (int i = 0; i < 1'000'000; ++i) sum += co_await twice(1);
+    co_return sum;
+  });
+  scheduler_.runUntilIdle();
+  EXPECT_EQ(task.value(), 2'000'000);
+}
+
+}  // namespace
+}  // namespace trelvis
