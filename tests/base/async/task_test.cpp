@@ -10,6 +10,7 @@
 #include "base/async/cancellation.h"
 #include "base/async/continuation.h"
 #include "base/async/run_loop.h"
+#include "base/async/run_on.h"
 #include "base/async/sleep.h"
 #include "base/async/task.h"
 #include "base/async/test_scheduler.h"
@@ -285,6 +286,28 @@ TEST_F(TaskTest, ContinuationResumedTwiceIsCaughtInDebugBuilds) {
     scheduler_.runUntilIdle();
   };
   EXPECT_DEBUG_DEATH(resumeTwice(), "continuation is resumed more than once");
+}
+
+TEST_F(TaskTest, RunOnAwaitsWorkOnAnotherExecutorAndPassesCancellationOn) {
+  std::vector<Executor*> seen;
+  Task<int> inner;
+  auto outer = spawn(main_, [&]() -> Async<int> {
+    int n = co_await runOn(other_, [&]() -> Async<int> {
+      seen.push_back(Executor::current());
+      co_return 3;
+    });
+    seen.push_back(Executor::current());
+    co_return n + co_await runOn(other_, [&]() -> Async<int> {
+      co_await sleepFor(10s);
+      co_return 100;
+    });
+  });
+  scheduler_.advanceBy(1s);
+  EXPECT_EQ(seen, (std::vector<Executor*>{other_.get(), main_.get()}));
+  outer.cancel();
+  scheduler_.runUntilIdle();
+  EXPECT_THROW(outer.value(), CancellationError);
+  EXPECT_EQ(scheduler_.pendingCount(), 0u);  // the inner sleep was cancelled too
 }
 
 // Children that complete without suspending hand control back by symmetric

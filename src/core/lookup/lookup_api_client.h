@@ -1,0 +1,112 @@
+#pragma once
+
+// LookupAPIClient: speaks to the lookup, paragraph translation and pronunciation
+// endpoints. A capture goes in; a stream of LookupStreamEvent comes out, every
+// phase of the request guarded by a deadline of its own (token 12 s, response
+// 30 s, first event 30 s, 10 s between events). It lives on a serial executor
+// of its own; callers on other executors only await its streams and results.
+// The lookup coordinator sees it through LookupServing and PronunciationServing.
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "base/async/async.h"
+#include "base/async/async_stream.h"
+#include "base/url.h"
+#include "core/lookup/lookup_model.h"
+#include "core/net/server_api.h"
+
+namespace trelvis {
+
+class AccessTokenProviding;
+class HttpTransport;
+class LookupStreamDeadline;
+struct HttpRequest;
+
+class LookupServing {
+ public:
+  virtual ~LookupServing() = default;
+  // Events in order, none dropped; the consumer's cancellation ends the work.
+  // The stream ends with the request's failure, raised from next().
+  virtual AsyncStream<LookupStreamEvent> lookupStream(NativeCapture capture) = 0;
+  virtual AsyncStream<LookupStreamEvent> paragraphTranslationStream(RegionCapture capture) = 0;
+};
+
+class PronunciationServing {
+ public:
+  virtual ~PronunciationServing() = default;
+  virtual Async<PronunciationResult> pronunciationAttempt(std::string lookupText,
+                                                          std::optional<std::string> language,
+                                                          PronunciationSpeed speed,
+                                                          bool forceRefresh,
+                                                          bool retryOnUnauthorized) = 0;
+};
+
+class LookupAPIClient final : public LookupServing,
+                              public PronunciationServing,
+                              public std::enable_shared_from_this<LookupAPIClient> {
+ public:
+  static constexpr Duration kTokenLimit = std::chrono::seconds(12);
+  static constexpr Duration kResponseLimit = std::chrono::seconds(30);
+  static constexpr Duration kFirstEventLimit = std::chrono::seconds(30);
+  static constexpr Duration kStreamIdleLimit = std::chrono::seconds(10);
+  static constexpr Duration kRequestTimeout = std::chrono::seconds(30);
+
+  // The parts of a POST that stay the same when it is sent again after a refresh.
+  struct Payload {
+    Url url;
+    std::string contentType;
+    std::shared_ptr<const std::string> body;
+  };
+
+  LookupAPIClient(std::shared_ptr<Executor> executor, std::shared_ptr<AccessTokenProviding> auth,
+                  std::shared_ptr<HttpTransport> transport, const Url& baseURL,
+                  std::optional<Url> pronunciationURLOverride);
+
+  // "TRELVIS_PRONUNCIATION_URL", trimmed, when it is not empty and parses.
+  static std::optional<Url> pronunciationURLOverrideFrom(const EnvironmentLookup& environment);
+
+  AsyncStream<LookupStreamEvent> lookupStream(NativeCapture capture) override;
+  AsyncStream<LookupStreamEvent> paragraphTranslationStream(RegionCapture capture) override;
+  Async<PronunciationResult> pronunciationAttempt(std::string lookupText,
+                                                  std::optional<std::string> language,
+                                                  PronunciationSpeed speed, bool forceRefresh,
+                                                  bool retryOnUnauthorized) override;
+
+  // The multipart bodies, exposed for their exact bytes.
+  static Payload lookupPayload(const Url& baseURL, const NativeCapture& capture,
+                               std::string_view boundary);
+  static Payload paragraphPayload(const Url& baseURL, const RegionCapture& capture,
+                                  std::string_view boundary);
+  // The pronunciation request's URL.
+  Url pronunciationURL(std::string_view lookupText, const std::optional<std::string>& language,
+                       PronunciationSpeed speed) const;
+
+  void setBaseURL(const Url& baseURL);
+
+ private:
+  using EventContinuation = AsyncStream<LookupStreamEvent>::Continuation;
+
+  AsyncStream<LookupStreamEvent> startStream(std::function<Payload()> makePayload);
+  Async<void> consumeStream(std::shared_ptr<const Payload> payload, bool forceRefresh,
+                            bool retryOnUnauthorized,
+                            std::shared_ptr<LookupStreamDeadline> deadline,
+                            EventContinuation continuation);
+  Async<std::string> accessToken(bool forceRefresh);
+  Async<PronunciationResult> attemptPronunciation(std::string lookupText,
+                                                  std::optional<std::string> language,
+                                                  PronunciationSpeed speed, bool forceRefresh,
+                                                  bool retryOnUnauthorized);
+  HttpRequest authorizedRequest(Url url, const std::string& token) const;
+
+  std::shared_ptr<Executor> executor_;
+  std::shared_ptr<AccessTokenProviding> auth_;
+  std::shared_ptr<HttpTransport> transport_;
+  std::optional<Url> pronunciationURLOverride_;
+  Url baseURL_;  // only touched on executor_, after construction
+};
+
+}  // namespace trelvis

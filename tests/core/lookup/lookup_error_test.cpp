@@ -1,0 +1,286 @@
+#include "core/lookup/lookup_error.h"
+
+#include <gtest/gtest.h>
+
+#include <exception>
+#include <optional>
+#include <ostream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "base/json_decode.h"
+#include "core/capture/screen_capture_error.h"
+#include "core/net/url_error.h"
+
+namespace trelvis {
+
+// Readable failures: the description plus the quota, which the description leaves out.
+void PrintTo(const LookupError& error, std::ostream* out) {
+  *out << error.description();
+  if (const auto& quota = error.quota()) {
+    *out << " quota " << quota->used << "/" << quota->limit << " remaining " << quota->remaining;
+  }
+}
+
+namespace {
+
+using Code = LookupErrorCode;
+
+LookupQuotaSnapshot quota(int64_t used, int64_t limit, int64_t remaining) {
+  return {used, limit, remaining, *parseIso8601("2026-01-02T00:00:00Z")};
+}
+
+TEST(LookupErrorTest, Descriptions) {
+  EXPECT_EQ(LookupError(Code::timeout, "timeout_stream_idle").description(),
+            "LookupError(timeout, timeout_stream_idle)");
+  EXPECT_EQ(LookupError(Code::unauthenticated).description(), "LookupError(unauthenticated)");
+  EXPECT_EQ(LookupError(Code::streamError, "").description(), "LookupError(stream_error, )");
+  EXPECT_STREQ(LookupError(Code::ocrFailed).what(), "LookupError(ocr_failed)");
+
+  EXPECT_STREQ(LookupTransportError::timeout(LookupTimeoutPhase::firstEvent).what(),
+               "LookupTransportError.timeout(first_event)");
+  EXPECT_STREQ(LookupTransportError::http(502, "Bad Gateway").what(),
+               "LookupTransportError.http(502, Bad Gateway)");
+  EXPECT_STREQ(LookupTransportError::auth(AuthSessionError::network("offline")).what(),
+               "LookupTransportError.auth(AuthSessionError.network(offline))");
+  EXPECT_STREQ(LookupTransportError::invalidResponse().what(),
+               "LookupTransportError.invalidResponse");
+
+  EXPECT_STREQ(AuthSessionError::verificationCooldown(30).what(),
+               "AuthSessionError.verificationCooldown(30)");
+  EXPECT_STREQ(AuthSessionError(AuthSessionError::Kind::emailNotRegistered).what(),
+               "AuthSessionError.emailNotRegistered");
+  EXPECT_STREQ(ScreenCaptureError::captureFailed("no shm").what(),
+               "ScreenCaptureError.captureFailed(no shm)");
+  EXPECT_STREQ(ScreenCaptureError(ScreenCaptureError::Kind::emptyImage).what(),
+               "ScreenCaptureError.emptyImage");
+}
+
+TEST(LookupErrorTest, AuthSessionErrorCodes) {
+  using Kind = AuthSessionError::Kind;
+  struct Case {
+    AuthSessionError error;
+    const char* code;
+  };
+  const Case cases[] = {
+      {AuthSessionError::verificationCooldown(5), "verification_cooldown"},
+      {AuthSessionError::invalidRequest("bad email"), "invalid_request"},
+      {AuthSessionError::network("x"), "network_error"},
+      {AuthSessionError::server("x"), "server_error"},
+      {AuthSessionError::keychain("x"), "keychain_error"},
+      {AuthSessionError(Kind::unauthenticated), "unauthenticated"},
+      {AuthSessionError(Kind::emailAlreadyRegistered), "email_already_registered"},
+      {AuthSessionError(Kind::emailNotRegistered), "email_not_registered"},
+      {AuthSessionError(Kind::verificationCodeInvalid), "verification_code_invalid"},
+      {AuthSessionError(Kind::verificationDeliveryFailed), "verification_delivery_failed"},
+      {AuthSessionError(Kind::invalidCredentials), "invalid_credentials"},
+      {AuthSessionError(Kind::invalidResponse), "invalid_response"},
+  };
+  for (const Case& c : cases) EXPECT_EQ(c.error.code(), c.code);
+  EXPECT_NE(AuthSessionError::network("a"), AuthSessionError::network("b"));
+  EXPECT_EQ(AuthSessionError::verificationCooldown(5).cooldownSeconds(), 5);
+}
+
+TEST(LookupErrorTest, FromTransport) {
+  using Kind = AuthSessionError::Kind;
+  struct Case {
+    LookupTransportError error;
+    LookupError expected;
+  };
+  const Case cases[] = {
+      {LookupTransportError::http(401, "expired"),
+       LookupError(Code::unauthenticated, "HTTP 401: expired")},
+      {LookupTransportError::http(403, "forbidden"),
+       LookupError(Code::unauthenticated, "HTTP 403: forbidden")},
+      {LookupTransportError::http(429, "slow down"),
+       LookupError(Code::rateLimited, "HTTP 429: slow down")},
+      {LookupTransportError::http(500, "boom"), LookupError(Code::serverError, "HTTP 500: boom")},
+      {LookupTransportError::http(404, ""), LookupError(Code::serverError, "HTTP 404: ")},
+      {LookupTransportError::quotaExhausted(
+           {"used up", "translation_quota_exhausted", false, quota(5, 5, 0)}),
+       LookupError(Code::translationQuotaExhausted, "used up", quota(5, 5, 0))},
+      {LookupTransportError::auth(AuthSessionError::network("offline")),
+       LookupError(Code::networkUnavailable, "AuthSessionError.network(offline)")},
+      {LookupTransportError::auth(AuthSessionError::server("HTTP 503")),
+       LookupError(Code::serverError, "AuthSessionError.server(HTTP 503)")},
+      {LookupTransportError::auth(AuthSessionError(Kind::unauthenticated)),
+       LookupError(Code::unauthenticated, "unauthenticated")},
+      {LookupTransportError::auth(AuthSessionError(Kind::invalidCredentials)),
+       LookupError(Code::unauthenticated, "invalid_credentials")},
+      {LookupTransportError::auth(AuthSessionError(Kind::invalidResponse)),
+       LookupError(Code::protocolError, "invalid_response")},
+      {LookupTransportError::auth(AuthSessionError::keychain("locked")),
+       LookupError(Code::unknown, "AuthSessionError.keychain(locked)")},
+      {LookupTransportError::auth(AuthSessionError::verificationCooldown(9)),
+       LookupError(Code::unknown, "AuthSessionError.verificationCooldown(9)")},
+      {LookupTransportError::auth(AuthSessionError(Kind::emailNotRegistered)),
+       LookupError(Code::unknown, "AuthSessionError.emailNotRegistered")},
+      {LookupTransportError::timeout(LookupTimeoutPhase::token),
+       LookupError(Code::timeout, "timeout_token")},
+      {LookupTransportError::timeout(LookupTimeoutPhase::response),
+       LookupError(Code::timeout, "timeout_response")},
+      {LookupTransportError::timeout(LookupTimeoutPhase::firstEvent),
+       LookupError(Code::timeout, "timeout_first_event")},
+      {LookupTransportError::timeout(LookupTimeoutPhase::streamIdle),
+       LookupError(Code::timeout, "timeout_stream_idle")},
+      {LookupTransportError::unauthenticated(), LookupError(Code::unauthenticated)},
+      {LookupTransportError::invalidResponse(),
+       LookupError(Code::protocolError, "LookupTransportError.invalidResponse")},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(LookupError::fromTransport(c.error), c.expected) << c.error.what();
+  }
+}
+
+TEST(LookupErrorTest, FromURLError) {
+  const std::vector<URLErrorCode> offline = {
+      URLErrorCode::cannotFindHost,
+      URLErrorCode::cannotConnectToHost,
+      URLErrorCode::dnsLookupFailed,
+      URLErrorCode::networkConnectionLost,
+      URLErrorCode::notConnectedToInternet,
+      URLErrorCode::internationalRoamingOff,
+      URLErrorCode::callIsActive,
+      URLErrorCode::dataNotAllowed,
+      URLErrorCode::secureConnectionFailed,
+      URLErrorCode::serverCertificateHasBadDate,
+      URLErrorCode::serverCertificateUntrusted,
+      URLErrorCode::serverCertificateHasUnknownRoot,
+      URLErrorCode::serverCertificateNotYetValid,
+      URLErrorCode::clientCertificateRejected,
+      URLErrorCode::clientCertificateRequired,
+  };
+  for (URLErrorCode code : offline) {
+    EXPECT_EQ(LookupError::fromURLError(URLError(code, "could not connect")),
+              LookupError(Code::networkUnavailable, "could not connect"))
+        << toString(code);
+  }
+  EXPECT_EQ(LookupError::fromURLError(URLError(URLErrorCode::timedOut, "timed out")),
+            LookupError(Code::timeout, "timed out"));
+  EXPECT_EQ(LookupError::fromURLError(URLError(URLErrorCode::badURL, "bad URL")),
+            LookupError(Code::unknown, "bad URL"));
+  EXPECT_EQ(LookupError::fromURLError(URLError(URLErrorCode::unknown, "?")),
+            LookupError(Code::unknown, "?"));
+}
+
+TEST(LookupErrorTest, FromStreamFailureKeepsOnlyTrustworthyQuotas) {
+  struct Case {
+    LookupStreamFailure failure;
+    LookupError expected;
+  };
+  const std::string quotaCode = "translation_quota_exhausted";
+  const Case cases[] = {
+      {{"out", quotaCode, false, quota(5, 5, 0)},
+       LookupError(Code::translationQuotaExhausted, "out", quota(5, 5, 0))},
+      {{"out", quotaCode, false, quota(6, 5, 0)},
+       LookupError(Code::translationQuotaExhausted, "out", quota(6, 5, 0))},
+      {{"out", quotaCode, false, quota(5, 5, 1)},
+       LookupError(Code::translationQuotaExhausted, "out")},
+      {{"out", quotaCode, false, quota(0, 0, 0)},
+       LookupError(Code::translationQuotaExhausted, "out")},
+      {{"out", quotaCode, std::nullopt, std::nullopt},
+       LookupError(Code::translationQuotaExhausted, "out")},
+      {{"no text found", "ocr_failed", true, std::nullopt},
+       LookupError(Code::ocrFailed, "no text found")},
+      {{"model down", "llm_failed", true, quota(5, 5, 0)},
+       LookupError(Code::llmFailed, "model down")},
+      {{"odd", "something_new", std::nullopt, quota(5, 5, 0)},
+       LookupError(Code::streamError, "odd")},
+      {{"odd", std::nullopt, std::nullopt, std::nullopt}, LookupError(Code::streamError, "odd")},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(LookupError::fromStreamFailure(c.failure), c.expected) << c.failure.message;
+  }
+}
+
+TEST(LookupErrorTest, FromAPIErrorCodeHasNoDetailForKnownCodes) {
+  EXPECT_EQ(LookupError::fromAPIErrorCode("ocr_failed"), LookupError(Code::ocrFailed));
+  EXPECT_EQ(LookupError::fromAPIErrorCode("llm_failed"), LookupError(Code::llmFailed));
+  EXPECT_EQ(LookupError::fromAPIErrorCode("translation_quota_exhausted"),
+            LookupError(Code::translationQuotaExhausted));
+  EXPECT_EQ(LookupError::fromAPIErrorCode("stream_error"),
+            LookupError(Code::unknown, "stream_error"));
+  EXPECT_EQ(LookupError::fromAPIErrorCode(""), LookupError(Code::unknown, ""));
+}
+
+template <class E>
+std::exception_ptr thrown(E error) {
+  return std::make_exception_ptr(std::move(error));
+}
+
+TEST(LookupErrorTest, FromClassifiesEachKindOfFailure) {
+  struct Case {
+    const char* name;
+    std::exception_ptr error;
+    LookupError expected;
+  };
+  std::exception_ptr decodeFailure;
+  try {
+    json::decodeText<int>(R"("x")");
+  } catch (...) {
+    decodeFailure = std::current_exception();
+  }
+  std::exception_ptr libraryFailure;
+  try {
+    const nlohmann::json unused = nlohmann::json::parse("{\"secret\": ");
+  } catch (...) {
+    libraryFailure = std::current_exception();
+  }
+  const Case cases[] = {
+      {"lookup error as it stands",
+       thrown(LookupError(Code::hotkeyUnavailable, "taken", quota(1, 2, 1))),
+       LookupError(Code::hotkeyUnavailable, "taken", quota(1, 2, 1))},
+      {"capture denied", thrown(ScreenCaptureError(ScreenCaptureError::Kind::permissionDenied)),
+       LookupError(Code::screenCaptureDenied, "ScreenCaptureError.permissionDenied")},
+      {"capture empty", thrown(ScreenCaptureError(ScreenCaptureError::Kind::emptyImage)),
+       LookupError(Code::captureEmpty, "ScreenCaptureError.emptyImage")},
+      {"capture failed", thrown(ScreenCaptureError::captureFailed("no shm")),
+       LookupError(Code::captureFailed, "ScreenCaptureError.captureFailed(no shm)")},
+      {"display gone", thrown(ScreenCaptureError(ScreenCaptureError::Kind::displayUnavailable)),
+       LookupError(Code::captureFailed, "ScreenCaptureError.displayUnavailable")},
+      {"encoding failed", thrown(ScreenCaptureError(ScreenCaptureError::Kind::encodingFailed)),
+       LookupError(Code::captureFailed, "ScreenCaptureError.encodingFailed")},
+      {"transport", thrown(LookupTransportError::http(403, "no")),
+       LookupError(Code::unauthenticated, "HTTP 403: no")},
+      {"url", thrown(URLError(URLErrorCode::notConnectedToInternet, "offline")),
+       LookupError(Code::networkUnavailable, "offline")},
+      {"decoding", decodeFailure, LookupError(Code::protocolError, "expected an integer")},
+      {"library parse error", libraryFailure,
+       LookupError(Code::protocolError, "invalid JSON at byte 12")},
+      {"other std exception", thrown(std::runtime_error("disk full")),
+       LookupError(Code::unknown, "disk full")},
+      {"not a std exception", thrown(42),
+       LookupError(Code::unknown, "an exception of an unknown type")},
+  };
+  for (const Case& c : cases) EXPECT_EQ(LookupError::from(c.error), c.expected) << c.name;
+  EXPECT_EQ(LookupError::from(nullptr).code(), Code::unknown);
+}
+
+TEST(LookupErrorTest, OutcomeAnalyticsParametersLeaveOutAbsentValues) {
+  using Parameters = std::vector<std::pair<std::string, std::string>>;
+  LookupOutcome bare;
+  bare.status = LookupOutcomeStatus::noWord;
+  EXPECT_EQ(bare.analyticsParameters(), (Parameters{{"status", "no_word"}}));
+  const LookupOutcome full{
+      .status = LookupOutcomeStatus::error,
+      .error = LookupError(Code::timeout, "timeout_first_event"),
+      .requestToFirstSSEMilliseconds = 120,
+      .firstTokenMilliseconds = 0,
+      .completeMilliseconds = 1500,
+      .targetLanguage = "zh-Hans",
+      .detectedLanguage = "en",
+  };
+  EXPECT_EQ(full.analyticsParameters(), (Parameters{
+                                            {"status", "error"},
+                                            {"error_code", "timeout"},
+                                            {"request_to_first_sse_ms", "120"},
+                                            {"first_token_ms", "0"},
+                                            {"complete_ms", "1500"},
+                                            {"target_language", "zh-Hans"},
+                                            {"detected_language", "en"},
+                                        }));
+}
+
+}  // namespace
+}  // namespace trelvis
