@@ -1,0 +1,346 @@
+#include "base/log.h"
+#include "core/prefs/in_memory_preference_store.h"
+#include "core/triggers/modifier_keys.h"
+#include "core/triggers/shortcut_binding_store.h"
+#include "core/triggers/shortcut_display.h"
+#include "core/triggers/shortcut_key_combo_plan.h"
+#include "core/triggers/shortcut_validator.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+namespace trelvis {
+namespace {
+
+using Kind = ShortcutBindingKind;
+using Dict = PreferenceValue::Dictionary;
+namespace Id = ShortcutActionId;
+
+constexpr uint32_t kCmd = CarbonModifiers::command;
+constexpr uint32_t kShift = CarbonModifiers::shift;
+constexpr uint32_t kOpt = CarbonModifiers::option;
+constexpr uint32_t kCtl = CarbonModifiers::control;
+constexpr uint16_t kQ = 12;
+constexpr uint16_t kW = 13;
+constexpr uint16_t kS = 1;
+constexpr uint16_t kI = 34;
+constexpr uint16_t kF5 = 96;
+
+ShortcutBinding combo(std::string_view actionId, uint16_t keyCode, uint32_t modifiers) {
+  return {std::string(actionId), Kind::keyCombo, keyCode, modifiers};
+}
+ShortcutBinding tap(std::string_view actionId, uint16_t keyCode) {
+  return {std::string(actionId), Kind::modifierTap, keyCode, 0};
+}
+ShortcutBinding chord(std::string_view actionId) {
+  return {std::string(actionId), Kind::modifierChord, kNoKeyCode, CarbonModifiers::chord};
+}
+
+Dict mapOf(std::string_view actionId, PreferenceValue kind, PreferenceValue keyCode,
+           PreferenceValue modifiers) {
+  return {{"actionId", std::string(actionId)},
+          {"kind", std::move(kind)},
+          {"keyCode", std::move(keyCode)},
+          {"modifiers", std::move(modifiers)}};
+}
+
+TEST(ShortcutValidatorTest, ValidBindingsByActionAndKind) {
+  struct Case {
+    ShortcutBinding binding;
+    bool valid;
+  };
+  const Case cases[] = {
+      {tap(Id::lookup, KeyCodes::leftOption), true},
+      {tap(Id::lookup, KeyCodes::leftControl), true},
+      {tap(Id::lookup, KeyCodes::rightOption), true},
+      {tap(Id::lookup, KeyCodes::rightControl), true},
+      {tap(Id::lookup, KeyCodes::rightShift), false},
+      {tap(Id::lookup, KeyCodes::leftCommand), false},
+      {{std::string(Id::lookup), Kind::modifierTap, KeyCodes::leftOption, kOpt}, false},
+      {chord(Id::lookup), true},
+      {chord(Id::regionSelection), true},
+      {{std::string(Id::lookup), Kind::modifierChord, kNoKeyCode, kOpt}, false},
+      {{std::string(Id::lookup), Kind::modifierChord, KeyCodes::leftOption, kCtl | kOpt}, false},
+      {tap(Id::regionSelection, KeyCodes::leftOption), true},
+      {combo(Id::regionSelection, kS, kOpt), false},
+      {tap(Id::inputTranslate, KeyCodes::leftOption), false},
+      {chord(Id::inputTranslate), false},
+      {combo(Id::inputTranslate, kI, kOpt), true},
+      {combo(Id::lookup, kQ, kCmd), false},
+      {combo(Id::selectTranslate, kQ, kCmd), false},
+      {combo(Id::inputTranslate, kQ, kCmd), false},
+      {combo(Id::lookup, kW, kCmd), false},
+      {combo(Id::lookup, kQ, kCtl), true},
+      {combo(Id::selectTranslate, kQ, kCtl), true},
+      {combo(Id::lookup, kQ, kCmd | kShift), true},
+      {combo(Id::lookup, 8, kCmd), true},  // Command+C is not reserved
+      {combo(Id::lookup, kF5, 0), false},
+      {combo(Id::lookup, kF5, kCtl), true},
+      {combo(Id::lookup, 10, kOpt), false},  // the key beside 1 on some layouts
+      {combo(Id::lookup, 82, kOpt), false},  // keypad 0
+      {combo(Id::lookup, 117, kCmd | kOpt | kCtl | kShift), true},
+      {combo("someOtherAction", kS, kOpt), true},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(ShortcutValidator::isValid(c.binding), c.valid)
+        << c.binding.actionId << " " << toString(c.binding.kind) << " " << c.binding.keyCode
+        << " 0x" << std::hex << c.binding.modifiers;
+  }
+}
+
+TEST(ShortcutValidatorTest, ComboKeysAreTheLabelledKeys) {
+  const auto& allowed = ShortcutValidator::allowedComboKeyCodes();
+  const std::set<uint16_t> distinct(allowed.begin(), allowed.end());
+  EXPECT_EQ(distinct.size(), 76u);
+  // Every allowed key has a name of its own, never the numeric fallback.
+  for (const uint16_t keyCode : allowed) {
+    EXPECT_NE(ShortcutDisplay::keyLabel(keyCode),
+              LocalizedText::key("shortcut.key.code", {keyCode}))
+        << keyCode;
+  }
+  EXPECT_FALSE(ShortcutValidator::isAllowedComboKeyCode(10));
+  for (uint16_t keypad = 65; keypad <= 92; ++keypad) {
+    if (keypad == 79 || keypad == 80) continue;  // F18 and F19 live among them
+    EXPECT_FALSE(ShortcutValidator::isAllowedComboKeyCode(keypad)) << keypad;
+  }
+
+  std::unordered_set<ShortcutValidator::KeyCombo> reserved(
+      ShortcutValidator::reservedSystemShortcuts().begin(),
+      ShortcutValidator::reservedSystemShortcuts().end());
+  EXPECT_EQ(reserved.size(), 2u);
+  EXPECT_TRUE(reserved.contains({kQ, kCmd}));
+  EXPECT_FALSE(reserved.contains({kQ, kCmd | kShift}));
+}
+
+TEST(ShortcutValidatorTest, CarbonModifiersFromEventFlags) {
+  struct Case {
+    uint64_t flags;
+    uint32_t carbon;
+  };
+  const Case cases[] = {
+      {0, 0},
+      {ModifierFlags::command, kCmd},
+      {ModifierFlags::shift, kShift},
+      {ModifierFlags::option, kOpt},
+      {ModifierFlags::control, kCtl},
+      {ModifierFlags::capsLock | ModifierFlags::function, 0},
+      {0x9F0000 | 0x1FF, kCmd | kShift | kOpt | kCtl},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(ShortcutValidator::carbonModifiers(c.flags), c.carbon) << std::hex << c.flags;
+  }
+}
+
+TEST(ShortcutBindingTest, MapRoundTripAndRefusals) {
+  EXPECT_EQ(toString(Kind::modifierChord), "modifierChord");
+  EXPECT_EQ(shortcutBindingKindFromString("keyCombo"), Kind::keyCombo);
+  EXPECT_EQ(shortcutBindingKindFromString("KeyCombo"), std::nullopt);
+
+  const ShortcutBinding select = combo(Id::selectTranslate, kS, kOpt);
+  const Dict written = select.toMap();
+  EXPECT_EQ(written, (Dict{{"actionId", "selectTranslateTrigger"},
+                           {"kind", "keyCombo"},
+                           {"keyCode", 1},
+                           {"modifiers", 0x800},
+                           {"displayLabel", "⌥S"}}));
+  EXPECT_EQ(ShortcutBinding::fromMap(written), select);
+
+  struct Case {
+    const char* name;
+    Dict map;
+    bool parses;
+  };
+  Dict missingActionId = mapOf(Id::lookup, "modifierTap", 58, 0);
+  missingActionId.erase("actionId");
+  Dict missingKeyCode = mapOf(Id::lookup, "modifierTap", 58, 0);
+  missingKeyCode.erase("keyCode");
+  Dict numericActionId = mapOf(Id::lookup, "modifierTap", 58, 0);
+  numericActionId.insert_or_assign("actionId", 1);
+  const Case cases[] = {
+      {"a tap", mapOf(Id::lookup, "modifierTap", 58, 0), true},
+      {"a chord, key code 65535", mapOf(Id::lookup, "modifierChord", 65535, 0x1800), true},
+      {"an extra entry is ignored",
+       [] {
+         Dict map = mapOf(Id::lookup, "modifierTap", 58, 0);
+         map.insert_or_assign("displayLabel", 3);
+         return map;
+       }(),
+       true},
+      {"empty", {}, false},
+      {"no actionId", missingActionId, false},
+      {"actionId not text", numericActionId, false},
+      {"unknown kind", mapOf(Id::lookup, "modifierHold", 58, 0), false},
+      {"kind not text", mapOf(Id::lookup, 0, 58, 0), false},
+      {"no keyCode", missingKeyCode, false},
+      {"keyCode a double", mapOf(Id::lookup, "modifierTap", 58.0, 0), false},
+      {"keyCode text", mapOf(Id::lookup, "modifierTap", "58", 0), false},
+      {"keyCode negative", mapOf(Id::lookup, "modifierTap", 58 - 65536, 0), false},
+      {"keyCode beyond 16 bits", mapOf(Id::lookup, "modifierChord", 65536 + 65535, 0x1800), false},
+      {"modifiers negative", mapOf(Id::lookup, "keyCombo", 1, -0x800), false},
+      {"modifiers a Boolean", mapOf(Id::lookup, "modifierTap", 58, false), false},
+      {"invalid: region as a key combination", mapOf(Id::regionSelection, "keyCombo", 1, 0x800),
+       false},
+      {"invalid: right Shift tap", mapOf(Id::lookup, "modifierTap", 60, 0), false},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(ShortcutBinding::fromMap(c.map).has_value(), c.parses) << c.name;
+  }
+}
+
+TEST(ShortcutBindingTest, ModifiersBeyond32BitsAreAProgrammingError) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  LogCapture capture;
+  const Dict map = mapOf(Id::selectTranslate, "keyCombo", kS, int64_t{0x800} | (int64_t{1} << 32));
+  std::optional<ShortcutBinding> parsed = combo(Id::selectTranslate, kS, kOpt);
+  // Debug builds stop here; release builds log and give nothing, so the entry is repaired.
+  EXPECT_DEBUG_DEATH(parsed = ShortcutBinding::fromMap(map), "beyond 32 bits");
+#ifdef NDEBUG
+  EXPECT_EQ(parsed, std::nullopt);
+  ASSERT_EQ(capture.records("shortcuts").size(), 1u);
+  EXPECT_EQ(capture.records("shortcuts")[0].level, LogLevel::error);
+#endif
+}
+
+TEST(ShortcutBindingStoreTest, FirstReadWritesAllFourDefaults) {
+  InMemoryPreferenceStore defaults;
+  ShortcutBindingStore store(defaults);
+  const std::vector<ShortcutBinding> expected = {
+      tap(Id::lookup, KeyCodes::leftOption),
+      tap(Id::regionSelection, KeyCodes::leftOption),
+      combo(Id::selectTranslate, kS, kOpt),
+      combo(Id::inputTranslate, kI, kOpt),
+  };
+  for (const ShortcutBinding& binding : expected) {
+    EXPECT_EQ(store.binding(binding.actionId), binding);
+  }
+  const Dict snapshot = defaults.snapshot();
+  ASSERT_EQ(snapshot.size(), 4u);
+  for (const ShortcutBinding& binding : expected) {
+    const std::string key = "me.mossgrove.trelvis.shortcuts." + binding.actionId + ".v1";
+    ASSERT_TRUE(snapshot.contains(key)) << key;
+    EXPECT_EQ(snapshot.at(key), PreferenceValue(binding.toMap()));
+  }
+  EXPECT_EQ(
+      snapshot.at(ShortcutBindingStore::storageKey(Id::lookup)).getIf<Dict>()->at("displayLabel"),
+      PreferenceValue("shortcut.leftOption"));
+}
+
+TEST(ShortcutBindingStoreTest, KeepsValidEntriesAndRepairsTheRest) {
+  struct Case {
+    const char* name;
+    std::string_view actionId;
+    std::optional<PreferenceValue> stored;
+    ShortcutBinding expected;
+  };
+  const ShortcutBinding lookupDefault = ShortcutBindingStore::defaultBinding(Id::lookup);
+  const ShortcutBinding regionDefault = ShortcutBindingStore::defaultBinding(Id::regionSelection);
+  const Case cases[] = {
+      {"a valid chord stays", Id::lookup, mapOf(Id::lookup, "modifierChord", 65535, 0x1800),
+       chord(Id::lookup)},
+      {"Control+Q stays", Id::selectTranslate, mapOf(Id::selectTranslate, "keyCombo", kQ, kCtl),
+       combo(Id::selectTranslate, kQ, kCtl)},
+      {"region as a key combination is refused", Id::regionSelection,
+       mapOf(Id::regionSelection, "keyCombo", kS, kOpt), regionDefault},
+      {"an entry filed under another action is refused", Id::lookup,
+       mapOf(Id::selectTranslate, "modifierTap", 58, 0), lookupDefault},
+      {"Command+Q is refused", Id::lookup, mapOf(Id::lookup, "keyCombo", kQ, kCmd), lookupDefault},
+      {"not a dictionary", Id::lookup, PreferenceValue("Option"), lookupDefault},
+      {"a key combination with no modifier", Id::lookup, mapOf(Id::lookup, "keyCombo", kF5, 0),
+       lookupDefault},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    InMemoryPreferenceStore defaults;
+    const std::string key = ShortcutBindingStore::storageKey(c.actionId);
+    if (c.stored) defaults.setValue(key, *c.stored);
+    ShortcutBindingStore store(defaults);
+    EXPECT_EQ(store.binding(c.actionId), c.expected);
+    // What is stored afterwards reads back as the same binding.
+    const std::optional<Dict> after = defaults.dictionaryValue(key);
+    ASSERT_TRUE(after);
+    EXPECT_EQ(ShortcutBinding::fromMap(*after), c.expected);
+  }
+}
+
+TEST(ShortcutBindingStoreTest, UnknownActionsFallBackToTheLookupBinding) {
+  InMemoryPreferenceStore defaults;
+  ShortcutBindingStore store(defaults, [](const LocalizedText& label) {
+    return label.render([](std::string_view key, auto) { return "<" + std::string(key) + ">"; });
+  });
+  const ShortcutBinding binding = store.binding("recordCase");
+  EXPECT_EQ(binding, tap(Id::lookup, KeyCodes::leftOption));
+  // Saved under the lookup key, with the rendered label.
+  const Dict snapshot = defaults.snapshot();
+  ASSERT_EQ(snapshot.size(), 1u);
+  EXPECT_EQ(
+      snapshot.at(ShortcutBindingStore::storageKey(Id::lookup)).getIf<Dict>()->at("displayLabel"),
+      PreferenceValue("<shortcut.leftOption>"));
+
+  store.save(chord(Id::regionSelection));
+  EXPECT_EQ(store.binding(Id::regionSelection), chord(Id::regionSelection));
+}
+
+TEST(ShortcutKeyComboPlanTest, OneHotKeyForASharedCombination) {
+  struct Case {
+    const char* name;
+    ShortcutBinding lookup;
+    ShortcutBinding select;
+    ShortcutKeyComboPlan plan;
+  };
+  auto plan = [](bool lookup, bool select, bool shared) {
+    ShortcutKeyComboPlan p;
+    p.registersLookupHotKey = lookup;
+    p.registersSelectHotKey = select;
+    p.selectSharesLookupHotKey = shared;
+    return p;
+  };
+  const Case cases[] = {
+      {"both Option+S", combo(Id::lookup, kS, kOpt), combo(Id::selectTranslate, kS, kOpt),
+       plan(true, false, true)},
+      {"a tap and Option+S", tap(Id::lookup, 58), combo(Id::selectTranslate, kS, kOpt),
+       plan(false, true, false)},
+      {"two combinations", combo(Id::lookup, kS, kCtl), combo(Id::selectTranslate, kS, kOpt),
+       plan(true, true, false)},
+      {"a combination and a tap", combo(Id::lookup, kS, kOpt), tap(Id::selectTranslate, 58),
+       plan(true, false, false)},
+      {"two taps", tap(Id::lookup, 58), tap(Id::selectTranslate, 58), plan(false, false, false)},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(ShortcutKeyComboPlan(c.lookup, c.select), c.plan) << c.name;
+  }
+}
+
+TEST(ShortcutKeyComboPlanTest, InputMayNotShareWithLookupOrSelect) {
+  const ShortcutBinding lookup = combo(Id::lookup, kS, kOpt);
+  const ShortcutBinding select = combo(Id::selectTranslate, kS, kOpt);
+  const ShortcutBinding input = combo(Id::inputTranslate, kI, kOpt);
+  struct Case {
+    ShortcutBinding candidate;
+    bool duplicates;
+  };
+  const Case cases[] = {
+      {combo(Id::inputTranslate, kS, kOpt), true},
+      {combo(Id::inputTranslate, kS, kCtl), false},
+      {combo(Id::lookup, kI, kOpt), true},
+      {combo(Id::selectTranslate, kI, kOpt), true},
+      {combo(Id::selectTranslate, kS, kOpt), false},  // select may equal lookup
+      {combo(Id::regionSelection, kI, kOpt), false},
+      {combo("other", kI, kOpt), false},
+      {tap(Id::lookup, 58), false},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(duplicatesAnotherTranslationShortcut(c.candidate, lookup, select, input),
+              c.duplicates)
+        << c.candidate.actionId << " " << c.candidate.keyCode;
+  }
+  // Equal taps are no duplicate: only key combinations compete for a hot key.
+  EXPECT_FALSE(duplicatesAnotherTranslationShortcut(tap(Id::inputTranslate, 58),
+                                                    tap(Id::lookup, 58), select, input));
+}
+
+}  // namespace
+}  // namespace trelvis

@@ -1,0 +1,343 @@
+#include "core/triggers/shortcut_controller.h"
+
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "base/async/test_scheduler.h"
+#include "core/prefs/in_memory_preference_store.h"
+#include "support/fake_command_event_tap.h"
+#include "support/fake_hot_key_registrar.h"
+#include "support/fake_input_environment.h"
+#include "support/fake_local_event_monitor.h"
+
+namespace trelvis {
+namespace {
+
+using namespace std::chrono_literals;
+using Kind = ShortcutControllerError::Kind;
+
+constexpr uint64_t kOption = ModifierFlags::option;
+constexpr uint32_t kCarbonOption = 0x800;
+constexpr uint16_t kS = 1;
+constexpr uint16_t kI = 34;
+
+class ShortcutControllerTest : public ::testing::Test {
+ protected:
+  ShortcutControllerTest() {
+    pointer_.setLocation({40, 50});
+    frontmost_.setProcessIdentifier(77);
+  }
+
+  // Made on first use, so that a test can store bindings before the controller loads them.
+  ShortcutController& controller() {
+    if (!controller_) makeController();
+    return *controller_;
+  }
+
+  void makeController() {
+    controller_ = std::make_shared<ShortcutController>(
+        main_, store_,
+        [this](std::optional<ShortcutBinding> lookup, std::optional<ShortcutBinding> region,
+               CommandTapMonitor::OnTrigger onTrigger,
+               CommandTapMonitor::OnRegionSelection onRegion) {
+          return std::make_shared<CommandTapMonitor>(permission_, tap_, scheduler_, lookup, region,
+                                                     std::move(onTrigger), std::move(onRegion));
+        },
+        ShortcutController::Platform{permission_, hotKeys_, localEvents_, pointer_, frontmost_,
+                                     scheduler_, [this] {
+                                       return applicationActive_;
+                                     }});
+    controller_->onLookupTriggered = [this](const HotKeyEvent& e) {
+      log_.push_back("lookup " + e.source + " " + std::to_string(int(e.mouseX)) + "," +
+                     std::to_string(int(e.mouseY)) + (e.targetPID ? " pid" : ""));
+    };
+    controller_->onSelectTranslateTriggered = [this](const HotKeyEvent& e, bool shared) {
+      log_.push_back("select " + e.source + (shared ? " shared" : "") +
+                     (e.targetPID ? " pid" : ""));
+    };
+    controller_->onRegionSelection = [this](const RegionSelectionGestureUpdate& u) {
+      log_.push_back("region " + std::string(toString(u.kind())));
+    };
+    controller_->onInputTranslateTriggered = [this] {
+      log_.push_back("input");
+    };
+  }
+
+  // A tap of left Option on the global tap.
+  void tapLeftOption() {
+    tap_.send(InputEventType::flagsChanged, KeyCodes::leftOption, kOption);
+    tap_.send(InputEventType::flagsChanged, KeyCodes::leftOption, 0);
+  }
+
+  // Starts recording for `actionId` in a task on the main executor.
+  Task<ShortcutBinding> record(std::string actionId) {
+    return spawn(main_, [this, actionId]() -> Async<ShortcutBinding> {
+      co_return co_await controller().record(actionId);
+    });
+  }
+
+  static std::optional<Kind> errorKind(const Task<ShortcutBinding>& task) {
+    try {
+      task.value();
+    } catch (const ShortcutControllerError& e) {
+      return e.kind();
+    }
+    return std::nullopt;
+  }
+
+  TestScheduler scheduler_;
+  std::shared_ptr<Executor> main_ = scheduler_.makeExecutor();
+  InMemoryPreferenceStore preferences_;
+  ShortcutBindingStore store_{preferences_};
+  FakeAccessibilityPermission permission_;
+  FakeCommandEventTap tap_;
+  FakeHotKeyRegistrar hotKeys_;
+  FakeLocalEventMonitor localEvents_;
+  FakePointerLocator pointer_;
+  FakeFrontmostApplication frontmost_;
+  bool applicationActive_ = false;
+  std::shared_ptr<ShortcutController> controller_;
+  std::vector<std::string> log_;
+};
+
+TEST_F(ShortcutControllerTest, DefaultBindingsRouteTapsAndHotKeys) {
+  controller().start();
+  EXPECT_TRUE(tap_.isStarted());
+  EXPECT_FALSE(controller().isRetrying());
+  auto registered = hotKeys_.registrations();
+  ASSERT_EQ(registered.size(), 2u);  // select Option+S (3) and input Option+I (4)
+  EXPECT_EQ(registered.at(ShortcutController::kSelectHotKeyID).keyCode, kS);
+  EXPECT_EQ(registered.at(ShortcutController::kInputHotKeyID).id.signature, 0x54524B59u);
+
+  tapLeftOption();
+  scheduler_.runUntilIdle();
+  hotKeys_.press(kS, kCarbonOption);
+  hotKeys_.press(kI, kCarbonOption);
+  EXPECT_EQ(log_,
+            (std::vector<std::string>{"region armed", "region cancelled",
+                                      "lookup modifier_tap 40,50", "select hotkey pid", "input"}));
+}
+
+TEST_F(ShortcutControllerTest, FallsBackAndRetriesEveryTwoSecondsWhileUntrusted) {
+  permission_.trusted = false;
+  applicationActive_ = true;
+  controller().start();
+  EXPECT_FALSE(tap_.isStarted());
+  EXPECT_TRUE(controller().isLocalMonitorRunning());
+  EXPECT_TRUE(controller().isRetrying());
+  // The in-process monitor gives taps while the application is in front.
+  localEvents_.send({InputEventType::flagsChanged, KeyCodes::leftOption, kOption, false});
+  localEvents_.send({InputEventType::flagsChanged, KeyCodes::leftOption, 0, false});
+  EXPECT_EQ(log_.back(), "lookup modifier_tap 40,50");
+
+  // In front, the activation path owns the retries: the loop ends at once.
+  scheduler_.runUntilIdle();
+  EXPECT_FALSE(controller().isRetrying());
+
+  applicationActive_ = false;
+  controller().refreshMonitor();
+  EXPECT_FALSE(controller().isLocalMonitorRunning());
+  ASSERT_TRUE(controller().isRetrying());
+  const int attempts = tap_.startCount;
+  scheduler_.advanceBy(5s);              // tries at 0, 2 and 4 seconds; still untrusted
+  EXPECT_EQ(tap_.startCount, attempts);  // no trust, no attempt to start the tap
+  permission_.trusted = true;
+  scheduler_.advanceBy(999ms);
+  EXPECT_FALSE(tap_.isStarted());
+  scheduler_.advanceBy(1ms);  // the retry at 6 seconds
+  EXPECT_TRUE(tap_.isStarted());
+  EXPECT_FALSE(controller().isRetrying());
+  EXPECT_EQ(scheduler_.pendingCount(), 0u);
+}
+
+// Gestures hop from the tap thread to the main executor; one still queued when the
+// monitors are rebuilt (as every binding change does) belongs to the old bindings.
+TEST_F(ShortcutControllerTest, GestureQueuedBeforeTheMonitorsAreRebuiltIsDropped) {
+  applicationActive_ = true;
+  controller().start();
+  tapLeftOption();  // queued on the main executor, not yet delivered
+  const uint64_t before = controller().monitorGeneration();
+  controller().setTextInputFocused(true);
+  scheduler_.runUntilIdle();
+  EXPECT_GT(controller().monitorGeneration(), before);
+  EXPECT_TRUE(log_.empty());
+
+  controller().setTextInputFocused(false);
+  tapLeftOption();
+  scheduler_.runUntilIdle();
+  EXPECT_EQ(log_.back(), "lookup modifier_tap 40,50");
+}
+
+TEST_F(ShortcutControllerTest, RecordingSuspendsTriggersAndSavesTheNewBinding) {
+  controller().start();
+  auto task = record("lookupTrigger");
+  auto second = record("selectTranslateTrigger");
+  scheduler_.runUntilIdle();
+  EXPECT_EQ(errorKind(second), Kind::recordingInProgress);
+  EXPECT_TRUE(controller().isRecording());
+  EXPECT_FALSE(tap_.isStarted());
+  EXPECT_TRUE(hotKeys_.registrations().empty());
+
+  // Control+D: the key-down is swallowed, the result waits for the key-up.
+  EXPECT_FALSE(localEvents_.send({InputEventType::keyDown, 2, ModifierFlags::control, false}));
+  scheduler_.runUntilIdle();
+  EXPECT_FALSE(task.isDone());
+  EXPECT_FALSE(localEvents_.send({InputEventType::keyUp, 2, ModifierFlags::control, false}));
+  scheduler_.runUntilIdle();
+  ASSERT_TRUE(task.isDone());
+  const ShortcutBinding expected{"lookupTrigger", ShortcutBindingKind::keyCombo, 2, 0x1000};
+  EXPECT_EQ(task.value(), expected);
+  EXPECT_EQ(controller().lookupBinding(), expected);
+  EXPECT_EQ(store_.binding("lookupTrigger"), expected);
+  EXPECT_FALSE(controller().isRecording());
+  EXPECT_EQ(hotKeys_.registrations().at(ShortcutController::kLookupHotKeyID).keyCode, 2);
+  EXPECT_TRUE(tap_.isStarted());  // region is still a modifier gesture
+}
+
+TEST_F(ShortcutControllerTest, RecordingFailures) {
+  struct Case {
+    const char* name;
+    const char* actionId;
+    std::vector<LocalInputEvent> events;
+    Kind kind;
+    std::optional<ShortcutRecordingFailure> failure;
+  };
+  const auto down = InputEventType::keyDown;
+  const auto up = InputEventType::keyUp;
+  const auto flags = InputEventType::flagsChanged;
+  const Case cases[] = {
+      {"escape cancels after its key-up",
+       "lookupTrigger",
+       {{down, 53, 0, false}, {up, 53, 0, false}},
+       Kind::cancelled,
+       std::nullopt},
+      {"a plain key for the region",
+       "regionSelectionTrigger",
+       {{down, 0, 0, false}, {up, 0, 0, false}},
+       Kind::invalid,
+       ShortcutRecordingFailure::regionRequiresSingleModifier},
+      {"left Option for the input panel",
+       "inputTranslateTrigger",
+       {{flags, 58, kOption, false}, {flags, 58, 0, false}},
+       Kind::invalid,
+       ShortcutRecordingFailure::inputRequiresKeyCombo},
+      {"chord with Shift added",
+       "lookupTrigger",
+       {{flags, 59, ModifierFlags::control, false},
+        {flags, 58, ModifierFlags::control | kOption, false},
+        {flags, 56, ModifierFlags::control | kOption | ModifierFlags::shift, false},
+        {flags, 56, ModifierFlags::control | kOption, false},
+        {flags, 58, ModifierFlags::control, false},
+        {flags, 59, 0, false}},
+       Kind::invalid,
+       ShortcutRecordingFailure::unsupportedShortcut},
+      {"both Options",
+       "lookupTrigger",
+       {{flags, 58, kOption, false},
+        {flags, 61, kOption, false},
+        {flags, 61, kOption, false},
+        {flags, 58, 0, false}},
+       Kind::invalid,
+       ShortcutRecordingFailure::unsupportedShortcut},
+      {"Fn alone",
+       "lookupTrigger",
+       {{flags, 63, ModifierFlags::function, false}},
+       Kind::invalid,
+       ShortcutRecordingFailure::unsupportedModifier},
+      {"Command+Q",
+       "selectTranslateTrigger",
+       {{down, 12, ModifierFlags::command, false}, {up, 12, ModifierFlags::command, false}},
+       Kind::invalid,
+       ShortcutRecordingFailure::conflictsWithSystemShortcut},
+      {"the input panel's combination for lookup",
+       "lookupTrigger",
+       {{down, kI, kOption, false}, {up, kI, kOption, false}},
+       Kind::invalid,
+       ShortcutRecordingFailure::duplicatesTranslationShortcut},
+      {"a combination another program holds",
+       "selectTranslateTrigger",
+       {{down, 7, kOption, false}, {up, 7, kOption, false}},
+       Kind::hotKeyUnavailable,
+       std::nullopt},
+  };
+  hotKeys_.takenByOthers.insert({7, kCarbonOption});
+  controller().start();
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const ShortcutBinding before = store_.binding(c.actionId);
+    auto task = record(c.actionId);
+    scheduler_.runUntilIdle();
+    for (const auto& event : c.events) localEvents_.send(event);
+    scheduler_.runUntilIdle();
+    ASSERT_TRUE(task.isDone());
+    EXPECT_EQ(errorKind(task), c.kind);
+    try {
+      task.value();
+    } catch (const ShortcutControllerError& e) {
+      EXPECT_EQ(e.failure(), c.failure);
+    }
+    EXPECT_FALSE(controller().isRecording());
+    EXPECT_EQ(localEvents_.monitorCount(), 0u);  // the recorder stopped, the app is inactive
+    EXPECT_EQ(store_.binding(c.actionId), before);
+    EXPECT_TRUE(tap_.isStarted());  // triggers are back
+  }
+}
+
+TEST_F(ShortcutControllerTest, DeleteResetsToTheDefaultAndCancellingTheTaskEndsTheRecording) {
+  store_.save({"lookupTrigger", ShortcutBindingKind::modifierTap, 61, 0});
+  controller().start();
+  auto reset = record("lookupTrigger");
+  scheduler_.runUntilIdle();
+  localEvents_.send({InputEventType::keyDown, 51, 0, false});
+  localEvents_.send({InputEventType::keyUp, 51, 0, false});
+  scheduler_.runUntilIdle();
+  EXPECT_EQ(reset.value(), ShortcutBindingStore::defaultBinding("lookupTrigger"));
+  EXPECT_EQ(store_.binding("lookupTrigger").keyCode, 58);
+
+  auto cancelled = record("selectTranslateTrigger");
+  scheduler_.runUntilIdle();
+  EXPECT_TRUE(controller().isRecording());
+  cancelled.cancel();
+  scheduler_.runUntilIdle();
+  EXPECT_FALSE(controller().isRecording());
+  EXPECT_TRUE(tap_.isStarted());
+  EXPECT_TRUE(errorKind(cancelled) == Kind::cancelled);
+}
+
+TEST_F(ShortcutControllerTest, SharedLookupAndSelectCombinationRegistersOneHotKey) {
+  const ShortcutBinding optionS{"lookupTrigger", ShortcutBindingKind::keyCombo, kS, kCarbonOption};
+  store_.save(optionS);
+  controller().start();
+  auto registered = hotKeys_.registrations();
+  EXPECT_TRUE(registered.contains(ShortcutController::kLookupHotKeyID));
+  EXPECT_FALSE(registered.contains(ShortcutController::kSelectHotKeyID));
+  hotKeys_.press(kS, kCarbonOption);
+  EXPECT_EQ(log_, (std::vector<std::string>{"select hotkey shared pid"}));
+
+  // Typing into a sign-in field (with the application in front) suspends
+  // everything, and the hot keys come back after.
+  applicationActive_ = true;
+  controller().setTextInputFocused(true);
+  EXPECT_TRUE(hotKeys_.registrations().empty());
+  EXPECT_FALSE(tap_.isStarted());
+  controller().setTextInputFocused(false);
+  EXPECT_EQ(hotKeys_.registrations().size(), 2u);
+}
+
+TEST_F(ShortcutControllerTest, StoppingCancelsAnActiveRegionSelection) {
+  controller().start();
+  tap_.send(InputEventType::flagsChanged, KeyCodes::leftOption, kOption);
+  tap_.send(InputEventType::leftMouseDown, 0, kOption, {10, 10});
+  scheduler_.runUntilIdle();
+  EXPECT_EQ(log_, (std::vector<std::string>{"region armed", "region began"}));
+  controller().stop();
+  scheduler_.runUntilIdle();
+  EXPECT_EQ(log_.back(), "region cancelled");
+  EXPECT_FALSE(hotKeys_.hasHandler());
+  EXPECT_FALSE(tap_.isStarted());
+}
+
+}  // namespace
+}  // namespace trelvis
