@@ -5,62 +5,33 @@
 #include <cmath>
 #include <cstddef>
 
+#include "base/enum_table.h"
 #include "base/text.h"
 #include "core/localization/language_names.h"
 
 namespace trelvis {
 namespace {
 
-template <class E>
-struct RawString {
-  E value;
-  std::string_view raw;
-};
-
-// Each table lists every case in declaration order, so a case's row is at its index.
-template <class E, std::size_t N>
-constexpr bool followsDeclarationOrder(const std::array<RawString<E>, N>& table) {
-  for (std::size_t i = 0; i < N; ++i) {
-    if (static_cast<std::size_t>(table[i].value) != i) return false;
-  }
-  return true;
-}
-
-template <class E, std::size_t N>
-constexpr std::string_view rawOf(const std::array<RawString<E>, N>& table, E value) {
-  return table[static_cast<std::size_t>(value)].raw;
-}
-
-template <class E, std::size_t N>
-constexpr std::optional<E> valueOf(const std::array<RawString<E>, N>& table, std::string_view raw) {
-  for (const RawString<E>& row : table) {
-    if (row.raw == raw) return row.value;
-  }
-  return std::nullopt;
-}
-
-constexpr std::array<RawString<PronunciationSpeed>, 2> kPronunciationSpeeds{{
+constexpr EnumTable<PronunciationSpeed, 2> kPronunciationSpeeds{{
     {PronunciationSpeed::normal, "normal"},
     {PronunciationSpeed::slow, "slow"},
 }};
-static_assert(followsDeclarationOrder(kPronunciationSpeeds));
 
-constexpr std::array<RawString<LookupOutcomeStatus>, 3> kOutcomeStatuses{{
+constexpr EnumTable<LookupOutcomeStatus, 3> kOutcomeStatuses{{
     {LookupOutcomeStatus::success, "success"},
     {LookupOutcomeStatus::noWord, "no_word"},
     {LookupOutcomeStatus::error, "error"},
 }};
-static_assert(followsDeclarationOrder(kOutcomeStatuses));
 
-constexpr std::array<RawString<LookupTimeoutPhase>, 4> kTimeoutPhases{{
+constexpr EnumTable<LookupTimeoutPhase, 4> kTimeoutPhases{{
     {LookupTimeoutPhase::token, "token"},
     {LookupTimeoutPhase::response, "response"},
     {LookupTimeoutPhase::firstEvent, "first_event"},
     {LookupTimeoutPhase::streamIdle, "stream_idle"},
 }};
-static_assert(followsDeclarationOrder(kTimeoutPhases));
 
-constexpr std::array<RawString<LookupErrorCode>, 17> kErrorCodes{{
+// In declaration order, which allLookupErrorCodes() gives out.
+constexpr EnumTable<LookupErrorCode, 17> kErrorCodes{{
     {LookupErrorCode::screenCaptureDenied, "screen_capture_denied"},
     {LookupErrorCode::captureFailed, "capture_failed"},
     {LookupErrorCode::captureEmpty, "capture_empty"},
@@ -79,8 +50,7 @@ constexpr std::array<RawString<LookupErrorCode>, 17> kErrorCodes{{
     {LookupErrorCode::hotkeyUnavailable, "hotkey_unavailable"},
     {LookupErrorCode::unknown, "unknown"},
 }};
-static_assert(followsDeclarationOrder(kErrorCodes));
-static_assert(kErrorCodes.back().value == LookupErrorCode::unknown,
+static_assert(kErrorCodes.back().first == LookupErrorCode::unknown,
               "a new error code must be added to the table");
 
 bool equalsIgnoringAsciiCase(std::string_view a, std::string_view b) {
@@ -94,42 +64,42 @@ bool equalsIgnoringAsciiCase(std::string_view a, std::string_view b) {
 }  // namespace
 
 std::string_view toString(PronunciationSpeed speed) {
-  return rawOf(kPronunciationSpeeds, speed);
+  return enumToString(kPronunciationSpeeds, speed);
 }
 
 std::optional<PronunciationSpeed> pronunciationSpeedFromString(std::string_view raw) {
-  return valueOf(kPronunciationSpeeds, raw);
+  return enumFromString(kPronunciationSpeeds, raw);
 }
 
 std::string_view toString(LookupOutcomeStatus status) {
-  return rawOf(kOutcomeStatuses, status);
+  return enumToString(kOutcomeStatuses, status);
 }
 
 std::optional<LookupOutcomeStatus> lookupOutcomeStatusFromString(std::string_view raw) {
-  return valueOf(kOutcomeStatuses, raw);
+  return enumFromString(kOutcomeStatuses, raw);
 }
 
 std::string_view toString(LookupTimeoutPhase phase) {
-  return rawOf(kTimeoutPhases, phase);
+  return enumToString(kTimeoutPhases, phase);
 }
 
 std::optional<LookupTimeoutPhase> lookupTimeoutPhaseFromString(std::string_view raw) {
-  return valueOf(kTimeoutPhases, raw);
+  return enumFromString(kTimeoutPhases, raw);
 }
 
 std::string_view toString(LookupErrorCode code) {
-  return rawOf(kErrorCodes, code);
+  return enumToString(kErrorCodes, code);
 }
 
 std::optional<LookupErrorCode> lookupErrorCodeFromString(std::string_view raw) {
-  return valueOf(kErrorCodes, raw);
+  return enumFromString(kErrorCodes, raw);
 }
 
 const std::vector<LookupErrorCode>& allLookupErrorCodes() {
   static const std::vector<LookupErrorCode> codes = [] {
     std::vector<LookupErrorCode> all;
     all.reserve(kErrorCodes.size());
-    for (const auto& row : kErrorCodes) all.push_back(row.value);
+    for (const auto& row : kErrorCodes) all.push_back(row.first);
     return all;
   }();
   return codes;

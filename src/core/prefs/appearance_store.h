@@ -6,7 +6,7 @@
 // PreferenceStore.
 
 #include "base/signal.h"
-#include "core/prefs/enum_table.h"
+#include "base/enum_table.h"
 #include "core/prefs/stored_setting.h"
 
 #include <optional>

@@ -2,7 +2,7 @@
 
 #include "base/check.h"
 #include "base/log.h"
-#include "core/prefs/enum_table.h"
+#include "base/enum_table.h"
 #include "core/triggers/shortcut_display.h"
 #include "core/triggers/shortcut_validator.h"
 

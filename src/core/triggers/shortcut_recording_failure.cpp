@@ -1,6 +1,6 @@
 #include "core/triggers/shortcut_recording_failure.h"
 
-#include "core/prefs/enum_table.h"
+#include "base/enum_table.h"
 
 namespace trelvis {
 namespace {
