@@ -8,3 +8,9 @@ find_package(spdlog REQUIRED)
 find_package(nlohmann_json REQUIRED)
 find_package(tl-expected REQUIRED)
 pkg_check_modules(UUID REQUIRED IMPORTED_TARGET uuid)
+# X11 input: the event taps, hot keys and pointer queries (Xlib with its XCB
+# handle for checked grabs, XInput2 raw events, XTEST, RandR monitor geometry).
+pkg_check_modules(XLIB REQUIRED IMPORTED_TARGET x11 x11-xcb xcb)
+pkg_check_modules(XI REQUIRED IMPORTED_TARGET xi)
+pkg_check_modules(XTST REQUIRED IMPORTED_TARGET xtst)
+pkg_check_modules(XRANDR REQUIRED IMPORTED_TARGET xrandr)

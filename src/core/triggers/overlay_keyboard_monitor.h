@@ -26,9 +26,10 @@ namespace trelvis {
 // The modifier bits the copy chord looks at: Shift, Control, Option, Command. Caps
 // Lock and Function do not matter.
 inline constexpr uint64_t kCopyChordModifierMask = 0x1E0000;
-// The platform's copy chord is Control+C here (Command+C where the command key
-// copies).
-inline constexpr uint64_t kPlatformCopyChordModifier = ModifierFlags::control;
+// The copy chord of this logic is Command+C. A platform whose copy chord differs
+// reports its own chord with the Command flag (the X11 overlay tap reports
+// Control+C that way), so the rule stays one.
+inline constexpr uint64_t kPlatformCopyChordModifier = ModifierFlags::command;
 
 // Whether `keyCode` with `modifierFlags` is the copy chord: C with exactly
 // `copyModifier` among Shift, Control, Option and Command.

@@ -18,9 +18,9 @@ using T = InputEventType;
 
 constexpr uint64_t kCaps = ModifierFlags::capsLock;
 constexpr uint64_t kShift = ModifierFlags::shift;
-constexpr uint64_t kCtl = ModifierFlags::control;
+constexpr uint64_t kChord = ModifierFlags::command;  // the copy chord as taps report it
 constexpr uint64_t kOpt = ModifierFlags::option;
-constexpr uint64_t kCmd = ModifierFlags::command;
+constexpr uint64_t kOther = ModifierFlags::control;
 constexpr uint64_t kFn = ModifierFlags::function;
 constexpr uint16_t kC = KeyCodes::c;
 constexpr uint16_t kEsc = KeyCodes::escape;
@@ -106,26 +106,26 @@ TEST(OverlayKeyboardMonitorTest, SwallowsEscapeAndTheCopyChordWithTheirKeyUps) {
        {"escape"}},
       {"no card: nothing is swallowed", {card(hidden), down(kEsc, 0, false), up(kEsc, false)}, {}},
       {"the copy chord copies the selection",
-       {down(kC, kCtl, true), repeat(kC, kCtl, true), up(kC, true)},
+       {down(kC, kChord, true), repeat(kC, kChord, true), up(kC, true)},
        {"copy hello"}},
       {"Caps Lock and Function do not matter to the chord",
-       {down(kC, kCtl | kCaps | kFn, true), up(kC, true)},
+       {down(kC, kChord | kCaps | kFn, true), up(kC, true)},
        {"copy hello"}},
       {"the copy chord with no selection reaches the application",
-       {card(noSelection), down(kC, kCtl, false), card(emptySelection), down(kC, kCtl, false),
+       {card(noSelection), down(kC, kChord, false), card(emptySelection), down(kC, kChord, false),
         up(kC, false)},
        {}},
       {"the chord with Shift or Option, or plain C, always reaches the application",
-       {down(kC, kCtl | kShift, false), down(kC, kCtl | kOpt, false), down(kC, 0, false),
-        down(kC, kCmd, false), repeat(kC, kCtl, false)},
+       {down(kC, kChord | kShift, false), down(kC, kChord | kOpt, false), down(kC, 0, false),
+        down(kC, kOther, false), repeat(kC, kChord, false)},
        {}},
       {"other keys and their repeats go on",
-       {down(0, kCtl, false), repeat(0, kCtl, false), up(0, false), repeat(kEsc, 0, false)},
+       {down(0, kChord, false), repeat(0, kChord, false), up(0, false), repeat(kEsc, 0, false)},
        {}},
-      {"where the command key copies, Command+C is the chord",
-       {down(kC, kCmd, true), up(kC, true), down(kC, kCtl, false)},
+      {"with Control as the chord modifier, Control+C copies and Command+C does not",
+       {down(kC, kOther, true), up(kC, true), down(kC, kChord, false)},
        {"copy hello"},
-       kCmd},
+       kOther},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);

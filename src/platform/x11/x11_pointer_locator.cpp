@@ -1,0 +1,35 @@
+#include "platform/x11/x11_pointer_locator.h"
+
+#include <X11/Xlib.h>
+
+#include <utility>
+
+#include "platform/x11/x11_connection.h"
+#include "platform/x11/x11_key_translation.h"
+
+namespace trelvis {
+
+X11PointerLocator::X11PointerLocator(std::string displayName)
+    : connection_(std::make_unique<x11::SharedConnection>(std::move(displayName))) {}
+
+X11PointerLocator::~X11PointerLocator() = default;
+
+Point X11PointerLocator::mouseLocation() const {
+  Point location;
+  connection_->ask([&](x11::Connection& connection) {
+    Window root = 0;
+    Window child = 0;
+    int rootX = 0;
+    int rootY = 0;
+    int windowX = 0;
+    int windowY = 0;
+    unsigned int mask = 0;
+    XQueryPointer(connection.display(), connection.root(), &root, &child, &rootX, &rootY, &windowX,
+                  &windowY, &mask);
+    location = X11KeyTranslation::globalPoint(rootX, rootY,
+                                              x11::primaryScreenHeight(connection.display()));
+  });
+  return location;
+}
+
+}  // namespace trelvis
