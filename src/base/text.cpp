@@ -1,6 +1,8 @@
 #include "base/text.h"
 
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <optional>
 
 namespace trelvis {
@@ -101,6 +103,23 @@ std::string trimmed(std::string_view utf8) {
 
 bool isBlank(std::string_view utf8) {
   return leadingWhiteSpaceLength(utf8) == utf8.size();
+}
+
+bool isValidUTF8(std::string_view bytes) {
+  while (!bytes.empty()) {
+    // Most text is ASCII: skip it eight bytes at a time.
+    while (bytes.size() >= 8) {
+      uint64_t word;
+      std::memcpy(&word, bytes.data(), sizeof word);
+      if (word & 0x8080808080808080ull) break;
+      bytes.remove_prefix(8);
+    }
+    if (bytes.empty()) break;
+    const auto codePoint = decodeFirst(bytes);
+    if (!codePoint) return false;
+    bytes.remove_prefix(codePoint->length);
+  }
+  return true;
 }
 
 }  // namespace trelvis

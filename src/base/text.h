@@ -17,4 +17,8 @@ std::string trimmed(std::string_view utf8);
 // True when `utf8` is empty or only white space.
 bool isBlank(std::string_view utf8);
 
+// Whether `bytes` is well-formed UTF-8 (no overlong forms, surrogates or values
+// past U+10FFFF).
+bool isValidUTF8(std::string_view bytes);
+
 }  // namespace trelvis

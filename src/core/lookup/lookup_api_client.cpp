@@ -14,7 +14,6 @@
 #include "core/net/access_token_provider.h"
 #include "core/net/http_transport.h"
 #include "core/net/multipart_form.h"
-#include "core/net/sse_parser.h"
 #include "core/prefs/target_language.h"
 
 namespace trelvis {

@@ -3,56 +3,8 @@
 #include "base/text.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace trelvis {
-
-bool isValidUTF8(std::string_view bytes) {
-  const auto* p = reinterpret_cast<const unsigned char*>(bytes.data());
-  const auto* end = p + bytes.size();
-  while (p < end) {
-    // Most of a stream is ASCII: skip it eight bytes at a time.
-    while (end - p >= 8) {
-      uint64_t word;
-      std::memcpy(&word, p, sizeof word);
-      if (word & 0x8080808080808080ull) break;
-      p += 8;
-    }
-    if (p == end) break;
-    unsigned char c = *p;
-    if (c < 0x80) {
-      ++p;
-      continue;
-    }
-    int length;
-    uint32_t codePoint;
-    if ((c & 0xE0) == 0xC0) {
-      length = 2;
-      codePoint = c & 0x1F;
-    } else if ((c & 0xF0) == 0xE0) {
-      length = 3;
-      codePoint = c & 0x0F;
-    } else if ((c & 0xF8) == 0xF0) {
-      length = 4;
-      codePoint = c & 0x07;
-    } else {
-      return false;
-    }
-    if (end - p < length) return false;
-    for (int i = 1; i < length; ++i) {
-      if ((p[i] & 0xC0) != 0x80) return false;
-      codePoint = (codePoint << 6) | (p[i] & 0x3F);
-    }
-    // Overlong forms, surrogates and values past U+10FFFF are not UTF-8.
-    static constexpr uint32_t kMinimum[] = {0, 0, 0x80, 0x800, 0x10000};
-    if (codePoint < kMinimum[length] || codePoint > 0x10FFFF ||
-        (codePoint >= 0xD800 && codePoint <= 0xDFFF)) {
-      return false;
-    }
-    p += length;
-  }
-  return true;
-}
 
 const SSEBlock* SSEParser::endLineAt(uint8_t byte) {
   if (byte == '\n') {

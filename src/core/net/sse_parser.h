@@ -66,6 +66,4 @@ class SSEParser {
   SSEBlock block_;
 };
 
-bool isValidUTF8(std::string_view bytes);
-
 }  // namespace trelvis

@@ -1,6 +1,7 @@
 #include "core/prefs/preference_store.h"
 
 #include "base/log.h"
+#include "base/text.h"
 
 #include <utility>
 
@@ -10,7 +11,7 @@ const LogCategory kLog("preferences");
 }  // namespace
 
 bool PreferenceStore::setValue(std::string_view key, PreferenceValue value) {
-  if (!isValidUtf8(key)) {
+  if (!isValidUTF8(key)) {
     kLog.error("refused to store a preference under a key that is not UTF-8");
     return false;
   }

@@ -59,8 +59,4 @@ class PreferenceValue {
   std::variant<bool, int64_t, double, std::string, Array, Dictionary> storage_;
 };
 
-// Whether `text` is well-formed UTF-8 (no overlong forms, surrogates or values above
-// U+10FFFF).
-bool isValidUtf8(std::string_view text);
-
 }  // namespace trelvis

@@ -129,15 +129,8 @@ bool X11CommandEventTap::Session::setUp(x11::Connection& connection) {
   // What is already held down when the tap starts.
   std::array<char, 32> keymap{};
   XQueryKeymap(display, keymap.data());
-  Window rootReturn = 0;
-  Window child = 0;
-  int rootX = 0;
-  int rootY = 0;
-  int windowX = 0;
-  int windowY = 0;
-  unsigned int buttons = 0;
-  XQueryPointer(display, root, &rootReturn, &child, &rootX, &rootY, &windowX, &windowY, &buttons);
-  translator_.setInitialState(std::span<const char, 32>(keymap), (buttons & Button1Mask) != 0);
+  const auto pointer = x11::queryPointer(display, root);
+  translator_.setInitialState(std::span<const char, 32>(keymap), (pointer.mask & Button1Mask) != 0);
   XSync(display, False);
   if (connection.isBroken()) return false;
   kLog.notice("tap run-loop thread started; tap enabled");
@@ -223,17 +216,9 @@ void X11CommandEventTap::Session::deliver(x11::Connection& connection,
   if (event.type != InputEventType::leftMouseDragged && event.type != InputEventType::leftMouseUp) {
     primaryScreenHeight_ = x11::primaryScreenHeight(connection.display());
   }
-  Window root = 0;
-  Window child = 0;
-  int rootX = 0;
-  int rootY = 0;
-  int windowX = 0;
-  int windowY = 0;
-  unsigned int mask = 0;
-  XQueryPointer(connection.display(), connection.root(), &root, &child, &rootX, &rootY, &windowX,
-                &windowY, &mask);
+  const auto pointer = x11::queryPointer(connection.display(), connection.root());
   handler_(event.type, event.keyCode, event.modifierFlags,
-           X11KeyTranslation::globalPoint(rootX, rootY, primaryScreenHeight_));
+           X11KeyTranslation::globalPoint(pointer.rootX, pointer.rootY, primaryScreenHeight_));
 }
 
 void X11CommandEventTap::Session::refreshKeyboardMapping(Display* display) {
@@ -281,26 +266,16 @@ X11CommandEventTap::~X11CommandEventTap() {
 }
 
 bool X11CommandEventTap::start(EventHandler handler) {
-  stop();
-  sessions_.reapEnded();
-  auto session = std::make_unique<Session>(options_, std::move(handler));
-  if (!session->start()) {
-    if (!session->displayOpened()) {
-      kLog.error("tap create failed: {} cannot open the X display", kThreadLabel);
-    }
-    return false;
-  }
-  sessions_.install(std::move(session));
-  kLog.notice("tap created + enabled on dedicated thread");
-  return true;
+  return sessions_.startLogged(std::make_unique<Session>(options_, std::move(handler)), kLog,
+                               kThreadLabel);
 }
 
 void X11CommandEventTap::stop() {
-  sessions_.stop([] { kLog.notice("stopping tap; tearing down dedicated thread"); });
+  sessions_.stopLogged(kLog);
 }
 
 void X11CommandEventTap::enable() {
-  if (sessions_.isRunning()) kLog.notice("tap re-enabled");
+  sessions_.enableLogged(kLog);
 }
 
 }  // namespace trelvis

@@ -99,6 +99,17 @@ void Connection::onIOError(Display* /*display*/, void* self) {
   static_cast<Connection*>(self)->broken_ = true;
 }
 
+PointerState queryPointer(Display* display, Window root) {
+  PointerState state;
+  Window rootReturn = 0;
+  Window child = 0;
+  int windowX = 0;
+  int windowY = 0;
+  XQueryPointer(display, root, &rootReturn, &child, &state.rootX, &state.rootY, &windowX, &windowY,
+                &state.mask);
+  return state;
+}
+
 int primaryScreenHeight(Display* display) {
   const int rootHeight = DisplayHeight(display, DefaultScreen(display));
   int eventBase = 0;

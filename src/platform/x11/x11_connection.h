@@ -72,6 +72,14 @@ class SharedConnection {
 // or no monitor at the origin.
 int primaryScreenHeight(Display* display);
 
+// Where the pointer is on `root`, and which buttons and modifiers are down.
+struct PointerState {
+  int rootX = 0;
+  int rootY = 0;
+  unsigned int mask = 0;
+};
+PointerState queryPointer(Display* display, Window root);
+
 // The modifier bit that Num Lock sets, from the modifier map; 0 when no modifier
 // holds Num Lock.
 unsigned int numLockMask(Display* display);

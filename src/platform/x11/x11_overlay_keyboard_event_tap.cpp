@@ -171,26 +171,16 @@ X11OverlayKeyboardEventTap::~X11OverlayKeyboardEventTap() {
 }
 
 bool X11OverlayKeyboardEventTap::start(EventHandler handler) {
-  stop();
-  sessions_.reapEnded();
-  auto session = std::make_unique<Session>(displayName_, std::move(handler));
-  if (!session->start()) {
-    if (!session->displayOpened()) {
-      kLog.error("tap create failed: {} cannot open the X display", kThreadLabel);
-    }
-    return false;
-  }
-  sessions_.install(std::move(session));
-  kLog.notice("tap created + enabled on dedicated thread");
-  return true;
+  return sessions_.startLogged(std::make_unique<Session>(displayName_, std::move(handler)), kLog,
+                               kThreadLabel);
 }
 
 void X11OverlayKeyboardEventTap::stop() {
-  sessions_.stop([] { kLog.notice("stopping tap; tearing down dedicated thread"); });
+  sessions_.stopLogged(kLog);
 }
 
 void X11OverlayKeyboardEventTap::enable() {
-  if (sessions_.isRunning()) kLog.notice("tap re-enabled");
+  sessions_.enableLogged(kLog);
 }
 
 }  // namespace trelvis

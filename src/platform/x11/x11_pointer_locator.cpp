@@ -17,16 +17,8 @@ X11PointerLocator::~X11PointerLocator() = default;
 Point X11PointerLocator::mouseLocation() const {
   Point location;
   connection_->ask([&](x11::Connection& connection) {
-    Window root = 0;
-    Window child = 0;
-    int rootX = 0;
-    int rootY = 0;
-    int windowX = 0;
-    int windowY = 0;
-    unsigned int mask = 0;
-    XQueryPointer(connection.display(), connection.root(), &root, &child, &rootX, &rootY, &windowX,
-                  &windowY, &mask);
-    location = X11KeyTranslation::globalPoint(rootX, rootY,
+    const auto pointer = x11::queryPointer(connection.display(), connection.root());
+    location = X11KeyTranslation::globalPoint(pointer.rootX, pointer.rootY,
                                               x11::primaryScreenHeight(connection.display()));
   });
   return location;

@@ -11,7 +11,10 @@
 #include <iterator>
 #include <memory>
 #include <mutex>
+#include <string_view>
 #include <vector>
+
+#include "base/log.h"
 
 namespace trelvis::x11 {
 
@@ -67,6 +70,29 @@ class TapSessions {
   bool isRunning() const {
     std::lock_guard lock(mutex_);
     return running_ != nullptr;
+  }
+
+  // A tap's start(), stop() and enable(), with the log lines every tap writes.
+  // `session` is started here; one that fails is dropped, and false returned.
+  bool startLogged(std::unique_ptr<Session> session, const LogCategory& log,
+                   std::string_view threadLabel) {
+    stopLogged(log);
+    reapEnded();
+    if (!session->start()) {
+      if (!session->displayOpened()) {
+        log.error("tap create failed: {} cannot open the X display", threadLabel);
+      }
+      return false;
+    }
+    install(std::move(session));
+    log.notice("tap created + enabled on dedicated thread");
+    return true;
+  }
+  void stopLogged(const LogCategory& log) {
+    stop([&log] { log.notice("stopping tap; tearing down dedicated thread"); });
+  }
+  void enableLogged(const LogCategory& log) const {
+    if (isRunning()) log.notice("tap re-enabled");
   }
 
  private:
