@@ -431,20 +431,20 @@ struct CertificateSpec {
 };
 
 // Signed by `issuer` with `issuerKey`, or self-signed when `issuer` is null.
-CertificatePtr makeCertificate(const CertificateSpec& spec, EVP_PKEY* key, X509* issuer,
+CertificatePtr makeCertificate(const CertificateSpec& wanted, EVP_PKEY* key, X509* issuer,
                                EVP_PKEY* issuerKey) {
   static std::atomic<long> serial{1};
   CertificatePtr cert(X509_new(), &X509_free);
   X509_set_version(cert.get(), 2);
   ASN1_INTEGER_set(X509_get_serialNumber(cert.get()), serial++);
   X509_gmtime_adj(X509_getm_notBefore(cert.get()),
-                  std::chrono::duration_cast<std::chrono::seconds>(spec.validFrom).count());
+                  std::chrono::duration_cast<std::chrono::seconds>(wanted.validFrom).count());
   X509_gmtime_adj(X509_getm_notAfter(cert.get()),
-                  std::chrono::duration_cast<std::chrono::seconds>(spec.validUntil).count());
+                  std::chrono::duration_cast<std::chrono::seconds>(wanted.validUntil).count());
   X509_set_pubkey(cert.get(), key);
   X509_NAME* subject = X509_get_subject_name(cert.get());
   X509_NAME_add_entry_by_txt(subject, "CN", MBSTRING_ASC,
-                             reinterpret_cast<const unsigned char*>(spec.name.c_str()), -1, -1, 0);
+                             reinterpret_cast<const unsigned char*>(wanted.name.c_str()), -1, -1, 0);
   X509_set_issuer_name(cert.get(), issuer ? X509_get_subject_name(issuer) : subject);
   X509V3_CTX context;
   X509V3_set_ctx_nodb(&context);
@@ -455,11 +455,11 @@ CertificatePtr makeCertificate(const CertificateSpec& spec, EVP_PKEY* key, X509*
     X509_add_ext(cert.get(), extension, -1);
     X509_EXTENSION_free(extension);
   };
-  if (spec.authority) {
+  if (wanted.authority) {
     addExtension(NID_basic_constraints, "critical,CA:TRUE");
     addExtension(NID_key_usage, "critical,keyCertSign,cRLSign");
   } else {
-    addExtension(NID_subject_alt_name, spec.name.c_str());
+    addExtension(NID_subject_alt_name, wanted.name.c_str());
   }
   X509_sign(cert.get(), issuerKey ? issuerKey : key, EVP_sha256());
   return cert;
