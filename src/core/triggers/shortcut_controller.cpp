@@ -15,8 +15,10 @@ std::optional<ShortcutBinding> unlessKeyCombo(const ShortcutBinding& binding) {
   return binding;
 }
 
-// Waits `duration` on `clock`; the executor's timer may count a little short when
-// the machine slept, so the clock has the last word.
+// Waits until `duration` has passed on `clock`. The executor's timers run on its
+// own clock; should they end early against `clock` (as a virtual clock in tests
+// may), the wait goes on for what is left. A timer that the machine's sleep
+// stretched still ends late: executors have no continuous timers.
 Async<void> sleepOn(const Clock& clock, Duration duration) {
   const Instant deadline = clock.now() + duration;
   for (Duration left = duration; left > Duration(0); left = deadline - clock.now()) {
