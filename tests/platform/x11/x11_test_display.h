@@ -98,6 +98,13 @@ class Recorder {
     changed_.wait_for(lock, std::chrono::seconds(5), [&] { return values_.size() >= count; });
     return values_;
   }
+  // Waits (at most five seconds) until `done(values)` holds; returns the values.
+  template <class Predicate>
+  std::vector<T> waitUntil(Predicate done) {
+    std::unique_lock lock(mutex_);
+    changed_.wait_for(lock, std::chrono::seconds(5), [&] { return done(values_); });
+    return values_;
+  }
   std::vector<T> values() {
     std::lock_guard lock(mutex_);
     return values_;
