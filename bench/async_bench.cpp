@@ -59,7 +59,7 @@ BENCHMARK(BM_AwaitSynchronousChild);
 
 // Elements handed from a pool thread to a task on the benchmark thread's loop.
 void BM_StreamAcrossThreads(benchmark::State& state) {
-  auto loop = RunLoop::make();
+  RunLoop loop;
   ThreadPool pool("bench", 1);
   auto producer = pool.makeSequencedExecutor();
   constexpr int kElements = 1000;
@@ -69,12 +69,12 @@ void BM_StreamAcrossThreads(benchmark::State& state) {
       for (int i = 0; i < kElements; ++i) c.yield(i);
       c.finish();
     });
-    auto task = spawn(loop, [stream = std::move(stream)]() mutable -> Async<int> {
+    auto task = spawn(loop.executor(), [stream = std::move(stream)]() mutable -> Async<int> {
       int count = 0;
       while (co_await stream.next()) ++count;
       co_return count;
     });
-    loop->runUntil([&] { return task.isDone(); }, std::chrono::seconds(10));
+    loop.runUntil([&] { return task.isDone(); }, std::chrono::seconds(10));
     benchmark::DoNotOptimize(task.value());
   }
   state.SetItemsProcessed(state.iterations() * kElements);

@@ -62,8 +62,8 @@ class StreamingServer {
 };
 
 template <class T>
-T runTask(const std::shared_ptr<RunLoop>& loop, Task<T> task) {
-  loop->runUntil([&] { return task.isDone(); }, std::chrono::seconds(10));
+T runTask(RunLoop& loop, Task<T> task) {
+  loop.runUntil([&] { return task.isDone(); }, std::chrono::seconds(10));
   return task.value();
 }
 
@@ -76,13 +76,13 @@ double percentile(std::vector<double> samples, double fraction) {
 
 // From send() to the first body chunk in the awaiting task, on its own loop.
 void BM_FirstStreamedByte(benchmark::State& state) {
-  auto loop = RunLoop::make();
+  RunLoop loop;
   StreamingServer server;
   std::vector<double> micros;
   {
     CurlHttpTransport transport;
     for (auto _ : state) {
-      micros.push_back(runTask(loop, spawn(loop, [&]() -> Async<double> {
+      micros.push_back(runTask(loop, spawn(loop.executor(), [&]() -> Async<double> {
                                  auto start = SteadyClock::now();
                                  auto reply = co_await transport.send(server.request("/stream"));
                                  auto first = co_await reply.body.next();
@@ -101,13 +101,13 @@ void BM_FirstStreamedByte(benchmark::State& state) {
 BENCHMARK(BM_FirstStreamedByte)->UseRealTime()->Unit(benchmark::kMicrosecond)->MinTime(2.0);
 
 void BM_Post2MB(benchmark::State& state) {
-  auto loop = RunLoop::make();
+  RunLoop loop;
   StreamingServer server;
   auto body = std::make_shared<const std::string>(2 * 1024 * 1024, 'x');
   {
     CurlHttpTransport transport;
     for (auto _ : state) {
-      auto reply = runTask(loop, spawn(loop, [&]() -> Async<HttpDataReply> {
+      auto reply = runTask(loop, spawn(loop.executor(), [&]() -> Async<HttpDataReply> {
                              auto request = server.request("/upload");
                              request.method = "POST";
                              request.body = body;

@@ -91,7 +91,7 @@ class FakeHttpTransport final : public HttpTransport {
                 }
               });
         },
-        [exchange] {
+        [exchange]() noexcept {
           exchange->cancelled_ = true;
           if (exchange->pending_) {
             exchange->pending_->resumeThrowing(CancellationError());

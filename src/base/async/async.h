@@ -30,16 +30,12 @@ class [[nodiscard]] Async {
     }
     std::suspend_always initial_suspend() noexcept { return {}; }
 
+    // Hands control back to the awaiting coroutine by symmetric transfer, a tail
+    // call, so nesting depth costs no native stack.
     struct FinalAwaiter {
       bool await_ready() noexcept { return false; }
       std::coroutine_handle<> await_suspend(std::coroutine_handle<promise_type> h) noexcept {
-        auto& promise = h.promise();
-        if (promise.startingInline_) {
-          // Finished before its first suspension: the awaiter carries on in a loop.
-          promise.finishedInline_ = true;
-          return std::noop_coroutine();
-        }
-        return promise.continuation_;
+        return h.promise().continuation_;
       }
       void await_resume() noexcept {}
     };
@@ -50,8 +46,6 @@ class [[nodiscard]] Async {
 
     std::coroutine_handle<> continuation_;
     detail::Result<T> result_;
-    bool startingInline_ = false;
-    bool finishedInline_ = false;
   };
 
   Async(Async&& other) noexcept : coroutine_(std::exchange(other.coroutine_, {})) {}
@@ -75,17 +69,10 @@ class [[nodiscard]] Async {
         if (coroutine_) coroutine_.destroy();
       }
       bool await_ready() noexcept { return false; }
-      // The child runs inline; one that completes without suspending returns here,
-      // so a long loop of such children does not nest stack frames (compilers do
-      // not always make the symmetric transfer a tail call). Everything here runs
-      // on the task's serial executor, so the flags need no synchronisation.
-      bool await_suspend(std::coroutine_handle<> awaiting) {
-        auto& promise = coroutine_.promise();
-        promise.continuation_ = awaiting;
-        promise.startingInline_ = true;
-        coroutine_.resume();
-        promise.startingInline_ = false;
-        return !promise.finishedInline_;
+      // The child starts by symmetric transfer and comes back the same way.
+      std::coroutine_handle<> await_suspend(std::coroutine_handle<> awaiting) noexcept {
+        coroutine_.promise().continuation_ = awaiting;
+        return coroutine_;
       }
       T await_resume() { return coroutine_.promise().result_.take(); }
 

@@ -12,7 +12,9 @@
 // consuming task is cancelled, the stream terminates: the on-termination callback
 // runs (once, as for every termination), later yields are dropped, buffered
 // elements are discarded and next() gives nullopt. Dropping the stream object
-// terminates it the same way.
+// terminates it the same way. When every copy of the producer's continuation is
+// dropped without finish(), the stream finishes with BrokenContinuationError, so
+// a consumer cannot mistake a lost producer for a complete stream.
 
 #include <coroutine>
 #include <deque>
@@ -81,6 +83,15 @@ class StreamState {
     lock.unlock();
     if (onTermination) onTermination(StreamTermination::finished);
     if (waiter.context) waiter.context->resumeLater(waiter.coroutine);
+  }
+
+  void producersGone() {
+    {
+      std::lock_guard lock(mutex_);
+      if (terminated_) return;
+    }
+    finish(std::make_exception_ptr(
+        BrokenContinuationError("every producer of a stream was dropped before finishing it")));
   }
 
   // The consumer has gone or its task was cancelled.
@@ -177,24 +188,33 @@ class AsyncStream {
   // The producer's side. Copyable; every operation is thread-safe.
   class Continuation {
    public:
-    YieldResult yield(T element) const { return state_->yield(std::move(element)); }
-    void finish() const { state_->finish(nullptr); }
-    void finish(std::exception_ptr error) const { state_->finish(std::move(error)); }
+    YieldResult yield(T element) const { return state().yield(std::move(element)); }
+    void finish() const { state().finish(nullptr); }
+    void finish(std::exception_ptr error) const { state().finish(std::move(error)); }
     template <class E>
     void finishThrowing(E error) const {
-      state_->finish(std::make_exception_ptr(std::move(error)));
+      state().finish(std::make_exception_ptr(std::move(error)));
     }
     // Runs once when the stream ends: finished by the producer, or cancelled by
     // the consumer. Runs at once when the stream has already ended.
     void setOnTermination(std::function<void(StreamTermination)> callback) const {
-      state_->setOnTermination(std::move(callback));
+      state().setOnTermination(std::move(callback));
     }
 
    private:
     friend class AsyncStream;
+    // Shared by all copies; the last one to go finishes a stream left open.
+    struct Producer {
+      explicit Producer(std::shared_ptr<detail::StreamState<T>> s) : state(std::move(s)) {}
+      Producer(const Producer&) = delete;
+      Producer& operator=(const Producer&) = delete;
+      ~Producer() { state->producersGone(); }
+      std::shared_ptr<detail::StreamState<T>> state;
+    };
     explicit Continuation(std::shared_ptr<detail::StreamState<T>> state)
-        : state_(std::move(state)) {}
-    std::shared_ptr<detail::StreamState<T>> state_;
+        : producer_(std::make_shared<Producer>(std::move(state))) {}
+    detail::StreamState<T>& state() const { return *producer_->state; }
+    std::shared_ptr<Producer> producer_;
   };
 
   static std::pair<AsyncStream, Continuation> make(
@@ -228,7 +248,7 @@ class AsyncStream {
           return false;
         }
         if (!state_->waitOrTake(*context, coroutine, slot_)) return false;
-        registration_.emplace(*context, [state = state_] { state->cancel(); });
+        registration_.emplace(*context, [state = state_]() noexcept { state->cancel(); });
         return true;
       }
       std::optional<T> await_resume() {

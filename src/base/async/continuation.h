@@ -11,12 +11,16 @@
 // second time is a programming error (debug builds stop). A continuation whose
 // last copy is dropped without being resumed raises BrokenContinuationError in
 // the task rather than leaving it suspended for ever.
+//
+// An error thrown by `start` becomes the task's error when `start` kept no copy
+// of the continuation. Once a copy has been passed on, its holder owns the
+// resumption: `start` must not throw after that (debug builds stop; otherwise
+// the error is dropped and the holder's resume counts).
 
 #include <atomic>
 #include <coroutine>
 #include <exception>
 #include <memory>
-#include <stdexcept>
 #include <utility>
 
 #include "base/async/result.h"
@@ -24,12 +28,6 @@
 #include "base/check.h"
 
 namespace trelvis {
-
-class BrokenContinuationError : public std::logic_error {
- public:
-  BrokenContinuationError()
-      : std::logic_error("a continuation was dropped without being resumed") {}
-};
 
 namespace detail {
 
@@ -53,6 +51,7 @@ class ContinuationState {
     return claimed;
   }
   bool tryClaim() { return !resumed_.exchange(true, std::memory_order_acq_rel); }
+  bool isClaimed() const { return resumed_.load(std::memory_order_acquire); }
 
   Result<T>& slot() { return slot_; }
   void resumeTask() { context_->resumeLater(coroutine_); }
@@ -112,7 +111,13 @@ class ContinuationAwaiter {
     try {
       start_(Continuation<T>(state));
     } catch (...) {
-      // The error of `start` becomes the result, unless it resumed before throwing.
+      if (state.use_count() > 1) {
+        TRELVIS_DCHECK(state->isClaimed(),
+                       "withContinuation's start threw after passing the continuation on");
+        return;
+      }
+      // Nobody else can resume: the error of `start` becomes the result, unless it
+      // resumed before throwing.
       if (state->tryClaim()) {
         result_.setError(std::current_exception());
         state->resumeTask();

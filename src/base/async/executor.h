@@ -6,6 +6,10 @@
 //
 // A task must be bound to a serial executor (one job at a time, in post order):
 // its coroutine state is only ever touched by that executor's jobs.
+//
+// An executor that has gone away (its pool, scheduler or loop destroyed) drops
+// what it still holds and what is posted later: the jobs are destroyed unrun,
+// outside its locks. A dropped resumption destroys its task (see TaskContext).
 
 #include <atomic>
 #include <memory>

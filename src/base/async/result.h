@@ -35,11 +35,11 @@ class Result {
     if constexpr (!std::is_void_v<T>) return std::move(std::get<1>(storage_));
   }
 
-  // Copies the value out, or raises the stored error; for results read more than once.
-  T get() const {
+  // The value, or raises the stored error; for results read more than once.
+  decltype(auto) get() const {
     TRELVIS_DCHECK(isSet(), "the result is read before it is set");
     if (storage_.index() == 2) std::rethrow_exception(std::get<2>(storage_));
-    if constexpr (!std::is_void_v<T>) return std::get<1>(storage_);
+    if constexpr (!std::is_void_v<T>) return (std::get<1>(storage_));
   }
 
  private:

@@ -3,89 +3,100 @@
 #include <condition_variable>
 #include <deque>
 #include <mutex>
+#include <vector>
 
 #include "base/async/timer_queue.h"
 
 namespace trelvis {
 
-struct RunLoop::State {
-  std::mutex mutex;
-  std::condition_variable wake;
-  std::deque<Job> ready;
-  detail::TimerQueue timers;
-};
+class RunLoop::LoopExecutor final : public Executor {
+ public:
+  void post(Job job) override {
+    {
+      std::lock_guard lock(mutex_);
+      if (closed_) return;  // `job` is destroyed after the lock
+      ready_.push_back(std::move(job));
+    }
+    wake_.notify_one();
+  }
 
-RunLoop::RunLoop() : state_(std::make_unique<State>()) {}
+  TimerHandle postAfter(Duration delay, Job job) override {
+    auto handle = TimerHandle::make();
+    {
+      std::lock_guard lock(mutex_);
+      if (closed_) return handle;
+      timers_.add(now() + delay, handle, handle.guard(std::move(job)));
+    }
+    wake_.notify_one();
+    return handle;
+  }
 
-RunLoop::~RunLoop() {
-  // Destroying a job may post another; keep going until nothing is left.
-  for (;;) {
+  Instant now() const override { return MonotonicClock::read(); }
+
+  bool runUntil(const std::function<bool()>& done, Duration timeout) {
+    ScopedCurrent scope(this);
+    Instant deadline = now() + timeout;
+    while (!done()) {
+      Job job;
+      std::vector<Job> garbage;
+      {
+        std::unique_lock lock(mutex_);
+        for (;;) {
+          for (auto& due : timers_.takeDue(now())) ready_.push_back(std::move(due));
+          if (!ready_.empty()) break;
+          Instant current = now();
+          if (current >= deadline) {
+            lock.unlock();
+            return done();
+          }
+          Instant wakeAt = deadline;
+          if (auto next = timers_.nextDue(); next && *next < wakeAt) wakeAt = *next;
+          wake_.wait_for(lock, std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                                   wakeAt - current));
+        }
+        job = std::move(ready_.front());
+        ready_.pop_front();
+        garbage = timers_.takeGarbage();
+      }
+      garbage.clear();
+      job();
+    }
+    return true;
+  }
+
+  // Drops every job; what dropping them posts is dropped at once.
+  void close() {
     std::deque<Job> ready;
     std::vector<Job> timers;
     {
-      std::lock_guard lock(state_->mutex);
-      ready.swap(state_->ready);
-      timers = state_->timers.takeAll();
+      std::lock_guard lock(mutex_);
+      closed_ = true;
+      ready.swap(ready_);
+      timers = timers_.takeAll();
+      for (auto& job : timers_.takeGarbage()) timers.push_back(std::move(job));
     }
-    if (ready.empty() && timers.empty()) break;
   }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable wake_;
+  std::deque<Job> ready_;
+  detail::TimerQueue timers_;
+  bool closed_ = false;
+};
+
+RunLoop::RunLoop() : executor_(std::make_shared<LoopExecutor>()), asExecutor_(executor_) {}
+
+RunLoop::~RunLoop() {
+  executor_->close();
 }
 
-std::shared_ptr<RunLoop> RunLoop::make() {
-  return std::shared_ptr<RunLoop>(new RunLoop());
-}
-
-void RunLoop::post(Job job) {
-  {
-    std::lock_guard lock(state_->mutex);
-    state_->ready.push_back(std::move(job));
-  }
-  state_->wake.notify_one();
-}
-
-TimerHandle RunLoop::postAfter(Duration delay, Job job) {
-  auto handle = TimerHandle::make();
-  {
-    std::lock_guard lock(state_->mutex);
-    state_->timers.add(now() + delay, handle, handle.guard(std::move(job)));
-  }
-  state_->wake.notify_one();
-  return handle;
-}
-
-Instant RunLoop::now() const {
-  return MonotonicClock::read();
+const std::shared_ptr<Executor>& RunLoop::executor() const {
+  return asExecutor_;
 }
 
 bool RunLoop::runUntil(const std::function<bool()>& done, Duration timeout) {
-  ScopedCurrent scope(this);
-  Instant deadline = now() + timeout;
-  while (!done()) {
-    Job job;
-    std::vector<Job> garbage;
-    {
-      std::unique_lock lock(state_->mutex);
-      for (;;) {
-        for (auto& due : state_->timers.takeDue(now())) state_->ready.push_back(std::move(due));
-        if (!state_->ready.empty()) break;
-        Instant current = now();
-        if (current >= deadline) {
-          lock.unlock();
-          return done();
-        }
-        Instant wakeAt = deadline;
-        if (auto next = state_->timers.nextDue(); next && *next < wakeAt) wakeAt = *next;
-        state_->wake.wait_for(lock, std::chrono::duration_cast<std::chrono::steady_clock::duration>(
-                                        wakeAt - current));
-      }
-      job = std::move(state_->ready.front());
-      state_->ready.pop_front();
-      garbage = state_->timers.takeGarbage();
-    }
-    garbage.clear();
-    job();
-  }
-  return true;
+  return executor_->runUntil(done, timeout);
 }
 
 }  // namespace trelvis

@@ -3,6 +3,10 @@
 // RunLoop: a serial executor whose jobs run on the thread that calls runUntil().
 // It stands in for the UI thread where there is no UI event loop: in tests that
 // use real threads, and in command-line programs. Posting is thread-safe.
+//
+// The loop owns its queue; tasks hold its executor(). Destroying the loop drops
+// the jobs that have not run (a task whose resumption is dropped is destroyed),
+// and later posts to its executor are dropped too.
 
 #include <functional>
 #include <memory>
@@ -11,23 +15,23 @@
 
 namespace trelvis {
 
-class RunLoop final : public Executor, public std::enable_shared_from_this<RunLoop> {
+class RunLoop {
  public:
-  static std::shared_ptr<RunLoop> make();
-  ~RunLoop() override;
+  RunLoop();
+  ~RunLoop();
+  RunLoop(const RunLoop&) = delete;
+  RunLoop& operator=(const RunLoop&) = delete;
 
-  void post(Job job) override;
-  TimerHandle postAfter(Duration delay, Job job) override;
-  Instant now() const override;
+  const std::shared_ptr<Executor>& executor() const;
 
   // Runs jobs on this thread until `done()` holds (checked before waiting and
   // after every job) or `timeout` of real time has passed. Returns done().
   bool runUntil(const std::function<bool()>& done, Duration timeout);
 
  private:
-  RunLoop();
-  struct State;
-  std::unique_ptr<State> state_;
+  class LoopExecutor;
+  std::shared_ptr<LoopExecutor> executor_;
+  std::shared_ptr<Executor> asExecutor_;
 };
 
 }  // namespace trelvis

@@ -17,8 +17,8 @@ template <class F>
 auto runOn(std::shared_ptr<Executor> executor, F fn) -> Async<detail::SpawnResult<F>> {
   auto task = spawn(std::move(executor), std::move(fn));
   co_return co_await withCancellationHandler(
-      [task]() -> Async<detail::SpawnResult<F>> { co_return co_await task; },
-      [task] { task.cancel(); });
+      [task]() mutable -> Async<detail::SpawnResult<F>> { co_return co_await std::move(task); },
+      [task]() noexcept { task.cancel(); });
 }
 
 }  // namespace trelvis

@@ -32,12 +32,11 @@ class SleepAwaiter {
     TRELVIS_DCHECK(context != nullptr, "sleepFor is awaited inside a task");
     auto shared = std::make_shared<Shared>();
     shared_ = shared;
-    auto self = context->shared_from_this();
     // The timer runs on the task's executor, so it resumes in place.
-    shared->timer = context->executor().postAfter(duration_, [self, shared, coroutine] {
-      if (!shared->claimed.exchange(true)) self->resumeNow(coroutine);
-    });
-    registration_.emplace(*context, [self, shared, coroutine] {
+    shared->timer = context->executor().postAfter(
+        duration_, Wake{context->weak_from_this(), shared, coroutine});
+    registration_.emplace(*context, [self = context->shared_from_this(), shared,
+                                     coroutine]() noexcept {
       if (shared->claimed.exchange(true)) return;
       shared->cancelled = true;
       shared->timer.cancel();
@@ -55,6 +54,30 @@ class SleepAwaiter {
     std::atomic<bool> claimed{false};
     bool cancelled = false;  // written by the claimer before the resume is posted
     TimerHandle timer;
+  };
+
+  // The timer's job. It holds the task weakly, so that a cancelled long sleep
+  // does not keep the task's state until the original due time; the suspended
+  // frame keeps the context alive for as long as the wake can matter. Dropped
+  // unrun and unclaimed, it was the task's last way to resume.
+  struct Wake {
+    std::weak_ptr<TaskContext> context;
+    std::shared_ptr<Shared> shared;
+    std::coroutine_handle<> coroutine;
+
+    Wake(std::weak_ptr<TaskContext> c, std::shared_ptr<Shared> s, std::coroutine_handle<> h)
+        : context(std::move(c)), shared(std::move(s)), coroutine(h) {}
+    Wake(Wake&&) noexcept = default;
+    Wake& operator=(Wake&&) = delete;
+    ~Wake() {
+      if (!shared || shared->claimed.exchange(true)) return;
+      if (auto c = context.lock()) c->abandon();
+    }
+    void operator()() {
+      auto claimed = std::exchange(shared, nullptr);
+      if (claimed->claimed.exchange(true)) return;
+      if (auto c = context.lock()) c->resumeNow(coroutine);
+    }
   };
 
   Duration duration_;

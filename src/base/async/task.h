@@ -12,6 +12,11 @@
 //     co_await sleepFor(std::chrono::seconds(1));
 //     co_return 42;
 //   });
+//
+// Awaiting or reading a handle (`co_await t`, `t.value()`) gives a const
+// reference to the value, which the handle keeps alive; awaiting or reading a
+// moved handle (`co_await std::move(t)`) moves the value out, for move-only
+// values. The value is moved out at most once.
 
 #include <coroutine>
 #include <exception>
@@ -55,7 +60,14 @@ class TaskState final : public TaskContext {
 
   const Result<T>& finishedResult() const {
     TRELVIS_DCHECK(isDone(), "the task has not finished");
+    TRELVIS_DCHECK(!taken_, "a task's value is read after it was moved out");
     return result_;
+  }
+
+  T takeResult() {
+    TRELVIS_DCHECK(isDone(), "the task has not finished");
+    TRELVIS_DCHECK(!std::exchange(taken_, true), "a task's value is moved out twice");
+    return result_.take();
   }
 
   void complete() {
@@ -68,6 +80,13 @@ class TaskState final : public TaskContext {
     for (auto& a : awaiters) a.context->resumeLater(a.coroutine);
   }
 
+ protected:
+  void onAbandoned() override {
+    result_.setError(std::make_exception_ptr(
+        BrokenContinuationError("a task was dropped by its executor before it finished")));
+    complete();
+  }
+
  private:
   struct Awaiter {
     std::shared_ptr<TaskContext> context;
@@ -78,6 +97,7 @@ class TaskState final : public TaskContext {
   bool done_ = false;
   std::vector<Awaiter> awaiters_;
   Result<T> result_;  // written by the task's coroutine before done_ is set
+  bool taken_ = false;  // only touched by the one consumer that moves the value out
 };
 
 // The outermost coroutine of a task. It owns the body and frees its frame as soon
@@ -97,6 +117,7 @@ struct RootCoroutine {
       bool await_ready() noexcept { return false; }
       void await_suspend(std::coroutine_handle<promise_type> h) noexcept {
         auto state = std::move(h.promise().state_);
+        state->rootFinished();
         h.destroy();
         state->complete();
       }
@@ -145,26 +166,27 @@ class Task {
   bool isDone() const { return state_ && state_->isDone(); }
 
   // The value of a finished task, or its error raised.
-  T value() const { return state_->finishedResult().get(); }
+  decltype(auto) value() const& { return state_->finishedResult().get(); }
+  T value() && { return state_->takeResult(); }
 
   // Lets the task run on without this handle. Dropping the handle does the same.
   void detach() { state_.reset(); }
 
   // Awaiting a task waits for it to finish (it is not cancelled along with the
   // awaiting task) and gives its value or raises its error.
-  auto operator co_await() const {
-    struct Awaiter {
-      std::shared_ptr<detail::TaskState<T>> state;
-      bool await_ready() const { return state->isDone(); }
-      bool await_suspend(std::coroutine_handle<> coroutine) {
-        auto* context = TaskContext::current();
-        TRELVIS_DCHECK(context != nullptr, "a task is awaited from inside a task");
-        return state->addAwaiter(*context, coroutine);
-      }
-      T await_resume() { return state->finishedResult().get(); }
+  auto operator co_await() const& {
+    struct Awaiter : AwaiterBase {
+      decltype(auto) await_resume() { return this->state->finishedResult().get(); }
     };
     TRELVIS_DCHECK(state_ != nullptr, "an empty task is awaited");
-    return Awaiter{state_};
+    return Awaiter{{state_}};
+  }
+  auto operator co_await() && {
+    struct Awaiter : AwaiterBase {
+      T await_resume() { return this->state->takeResult(); }
+    };
+    TRELVIS_DCHECK(state_ != nullptr, "an empty task is awaited");
+    return Awaiter{{std::move(state_)}};
   }
 
   friend bool operator==(const Task& a, const Task& b) { return a.state_ == b.state_; }
@@ -175,6 +197,16 @@ class Task {
 
   explicit Task(std::shared_ptr<detail::TaskState<T>> state) : state_(std::move(state)) {}
 
+  struct AwaiterBase {
+    std::shared_ptr<detail::TaskState<T>> state;
+    bool await_ready() const { return state->isDone(); }
+    bool await_suspend(std::coroutine_handle<> coroutine) {
+      auto* context = TaskContext::current();
+      TRELVIS_DCHECK(context != nullptr, "a task is awaited from inside a task");
+      return state->addAwaiter(*context, coroutine);
+    }
+  };
+
   std::shared_ptr<detail::TaskState<T>> state_;
 };
 
@@ -183,6 +215,7 @@ template <class T>
 Task<T> spawn(std::shared_ptr<Executor> executor, Async<T> body) {
   auto state = std::make_shared<detail::TaskState<T>>(std::move(executor));
   auto root = detail::runTask<T>(state, std::move(body));
+  state->setRoot(root.coroutine);
   state->resumeLater(root.coroutine);
   return Task<T>(std::move(state));
 }

@@ -53,17 +53,36 @@ void TaskContext::cancel() {
 }
 
 void TaskContext::resumeLater(std::coroutine_handle<> coroutine) {
-  executor_->post([self = shared_from_this(), coroutine] { self->resumeNow(coroutine); });
+  executor_->post(ResumeJob(shared_from_this(), coroutine));
 }
 
 void TaskContext::resumeNow(std::coroutine_handle<> coroutine) {
   // Keeps the context alive even when the coroutine finishes and frees its frame.
   auto self = shared_from_this();
-  ScopedCurrentContext scope(this);
-  coroutine.resume();
+  {
+    ScopedCurrentContext scope(this);
+    coroutine.resume();
+  }
+  if (abandonWhenSuspended_) {
+    abandonWhenSuspended_ = false;
+    abandon();
+  }
 }
 
-CancellationRegistration::CancellationRegistration(TaskContext& context, Job handler)
+void TaskContext::abandon() {
+  // Keeps the context alive while its frame, which owns a reference, goes.
+  auto self = shared_from_this();
+  if (current() == this) {
+    abandonWhenSuspended_ = true;
+    return;
+  }
+  void* root = root_.exchange(nullptr);
+  if (root == nullptr) return;
+  std::coroutine_handle<>::from_address(root).destroy();
+  onAbandoned();
+}
+
+CancellationRegistration::CancellationRegistration(TaskContext& context, Job handler, int)
     : context_(context), handler_(std::move(handler)) {
   {
     std::lock_guard lock(context_.mutex_);

@@ -21,6 +21,7 @@ struct TestScheduler::Core {
   std::deque<ReadyJob> ready;
   detail::TimerQueue timers;
   bool running = false;
+  bool closed = false;  // the scheduler is gone: posts are dropped
 };
 
 class TestScheduler::TestExecutor final : public Executor,
@@ -30,12 +31,14 @@ class TestScheduler::TestExecutor final : public Executor,
 
   void post(Job job) override {
     std::lock_guard lock(core_->mutex);
+    if (core_->closed) return;  // `job` is destroyed after the lock
     core_->ready.push_back({shared_from_this(), std::move(job)});
   }
 
   TimerHandle postAfter(Duration delay, Job job) override {
     auto handle = TimerHandle::make();
     std::lock_guard lock(core_->mutex);
+    if (core_->closed) return handle;
     core_->timers.add(core_->now + delay, handle,
                       [self = shared_from_this(), job = handle.guard(std::move(job))]() mutable {
                         self->post(std::move(job));
@@ -60,18 +63,17 @@ class TestScheduler::TestExecutor final : public Executor,
 TestScheduler::TestScheduler() : core_(std::make_shared<Core>()) {}
 
 TestScheduler::~TestScheduler() {
-  // Destroying a job may post another (a dropped continuation resumes its task).
-  for (;;) {
-    std::deque<Core::ReadyJob> ready;
-    std::vector<Job> timers;
-    {
-      std::lock_guard lock(core_->mutex);
-      ready.swap(core_->ready);
-      timers = core_->timers.takeAll();
-      auto garbage = core_->timers.takeGarbage();
-      std::move(garbage.begin(), garbage.end(), std::back_inserter(timers));
-    }
-    if (ready.empty() && timers.empty()) break;
+  // Dropping a task's resumption destroys the task's frame, which may post more;
+  // such posts are dropped at once.
+  std::deque<Core::ReadyJob> ready;
+  std::vector<Job> timers;
+  {
+    std::lock_guard lock(core_->mutex);
+    core_->closed = true;
+    ready.swap(core_->ready);
+    timers = core_->timers.takeAll();
+    auto garbage = core_->timers.takeGarbage();
+    std::move(garbage.begin(), garbage.end(), std::back_inserter(timers));
   }
 }
 
@@ -109,6 +111,7 @@ void TestScheduler::runUntilIdle() {
 }
 
 void TestScheduler::advanceBy(Duration duration) {
+  TRELVIS_DCHECK(duration >= Duration::zero(), "time only moves forward");
   Instant target = now() + duration;
   for (;;) {
     runUntilIdle();

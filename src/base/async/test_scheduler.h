@@ -18,7 +18,9 @@ namespace trelvis {
 class TestScheduler final : public Clock {
  public:
   TestScheduler();
-  ~TestScheduler() override;  // pending jobs are dropped
+  // Pending jobs are dropped, and so are later posts to its executors; a task
+  // whose resumption is dropped is destroyed.
+  ~TestScheduler() override;
   TestScheduler(const TestScheduler&) = delete;
   TestScheduler& operator=(const TestScheduler&) = delete;
 
@@ -32,7 +34,7 @@ class TestScheduler final : public Clock {
   // Time does not move.
   void runUntilIdle();
 
-  // Moves time forward by `duration`, stopping at each delayed job's due time
+  // Moves time forward by `duration` (not negative), stopping at each delayed job's due time
   // to run it and everything it causes.
   void advanceBy(Duration duration);
 

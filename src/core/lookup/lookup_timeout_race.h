@@ -35,7 +35,7 @@ class LookupTimeoutRace : public std::enable_shared_from_this<LookupTimeoutRace<
             race->start(std::move(continuation), limit, phase, std::move(operation));
           });
         },
-        [race] { race->complete(std::make_exception_ptr(CancellationError())); });
+        [race]() noexcept { race->complete(std::make_exception_ptr(CancellationError())); });
   }
 
  private:

@@ -400,7 +400,7 @@ Async<ShortcutBinding> ShortcutController::record(std::string actionId) {
       }
     });
   };
-  auto onCancel = [weak, main = mainExecutor_] {
+  auto onCancel = [weak, main = mainExecutor_]() noexcept {
     main->post([weak] {
       if (auto self = weak.lock()) self->cancelRecording(true);
     });

@@ -568,7 +568,7 @@ Async<HttpStreamingReply> CurlHttpTransport::send(HttpRequest request) {
         co_return co_await withContinuation<HttpStreamingReply>(
             [&](HeadContinuation head) { engine->start(transfer, std::move(head)); });
       },
-      [weakEngine, transfer] {
+      [weakEngine, transfer]() noexcept {
         if (auto engine = weakEngine.lock()) engine->cancel(transfer);
       });
 }

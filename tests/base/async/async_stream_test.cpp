@@ -26,7 +26,7 @@ class AsyncStreamTest : public ::testing::Test {
       try {
         while (auto element = co_await stream.next()) log.push_back(std::to_string(*element));
         log.push_back("end");
-      } catch (const std::runtime_error& e) {
+      } catch (const std::exception& e) {
         log.push_back(std::string("error: ") + e.what());
       }
       checkCancellation();
@@ -68,6 +68,28 @@ TEST_F(AsyncStreamTest, FinishingErrorIsRaisedAfterTheBufferedElements) {
   auto task = consume(std::move(stream), log);
   scheduler_.runUntilIdle();
   EXPECT_EQ(log, (Log{"1", "2", "error: lost"}));
+}
+
+// A producer that vanishes without finishing must not look like a complete stream.
+TEST_F(AsyncStreamTest, DroppingEveryProducerEndsTheStreamAsBrokenAfterItsElements) {
+  for (bool waiting : {true, false}) {
+    SCOPED_TRACE(waiting ? "consumer waiting" : "consumer not started");
+    auto [stream, continuation] = AsyncStream<int>::make();
+    Log log;
+    Task<void> task;
+    {
+      auto copy = continuation;
+      auto moved = std::move(continuation);
+      copy.yield(1);
+      if (waiting) {
+        task = consume(std::move(stream), log);
+        scheduler_.runUntilIdle();
+      }
+    }
+    if (!waiting) task = consume(std::move(stream), log);
+    scheduler_.runUntilIdle();
+    EXPECT_EQ(log, (Log{"1", "error: every producer of a stream was dropped before finishing it"}));
+  }
 }
 
 TEST_F(AsyncStreamTest, NewestOnlyBufferingDeliversTheLastElement) {

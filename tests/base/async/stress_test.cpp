@@ -25,7 +25,7 @@ using namespace std::chrono_literals;
 
 TEST(AsyncStressTest, TasksStreamsAndCancellationAcrossPoolThreads) {
   constexpr int kTasks = 200;
-  auto loop = RunLoop::make();
+  RunLoop loop;
   auto pool = std::make_unique<ThreadPool>("stress", 4);
   std::vector<std::shared_ptr<Executor>> executors;
   for (int i = 0; i < 4; ++i) executors.push_back(pool->makeSequencedExecutor());
@@ -54,7 +54,7 @@ TEST(AsyncStressTest, TasksStreamsAndCancellationAcrossPoolThreads) {
                                       co_await sleepFor(std::chrono::microseconds(i % 50));
                                   }
                                 },
-                                [&] { handlers.fetch_add(1); });
+                                [&]() noexcept { handlers.fetch_add(1); });
                             int extra = co_await withContinuation<int>([&](Continuation<int> c) {
                               producer->post([c, i] { c.resume(i); });
                             });
@@ -70,7 +70,7 @@ TEST(AsyncStressTest, TasksStreamsAndCancellationAcrossPoolThreads) {
   });
   canceller.join();
 
-  auto waiter = spawn(loop, [&tasks]() -> Async<int> {
+  auto waiter = spawn(loop.executor(), [&tasks]() -> Async<int> {
     int finished = 0;
     for (auto& t : tasks) {
       try {
@@ -82,7 +82,7 @@ TEST(AsyncStressTest, TasksStreamsAndCancellationAcrossPoolThreads) {
     }
     co_return finished;
   });
-  ASSERT_TRUE(loop->runUntil([&] { return waiter.isDone(); }, 60s));
+  ASSERT_TRUE(loop.runUntil([&] { return waiter.isDone(); }, 60s));
   EXPECT_GE(waiter.value(), kTasks - (kTasks + 2) / 3);
   // A producer may still be inside finish() when its consumer has seen the end.
   pool.reset();

@@ -177,21 +177,21 @@ class CurlHttpTransportTest : public ::testing::Test {
   // Server threads raise flags; the posted job wakes the loop so it looks at them.
   void notify(std::atomic<int>& counter) {
     ++counter;
-    loop_->post([] {});
+    loop_.executor()->post([] {});
   }
 
-  bool runUntil(const std::function<bool()>& done) { return loop_->runUntil(done, 10s); }
+  bool runUntil(const std::function<bool()>& done) { return loop_.runUntil(done, 10s); }
 
   template <class F>
   auto run(F body) {
-    auto task = spawn(loop_, std::move(body));
+    auto task = spawn(loop_.executor(), std::move(body));
     EXPECT_TRUE(runUntil([&] { return task.isDone(); }));
     return task;
   }
 
   std::string url(const std::string& path) const { return server_.url(path); }
 
-  std::shared_ptr<RunLoop> loop_ = RunLoop::make();
+  RunLoop loop_;
   Gate streamGate_;
   Gate releaseGate_;
   std::atomic<int> disconnected_{0};
@@ -301,7 +301,7 @@ TEST_F(CurlHttpTransportTest, AConsumerThatStopsReadingClosesTheConnection) {
     SCOPED_TRACE(stop == Stop::cancelTask ? "task cancelled" : "stream dropped");
     disconnected_ = 0;
     bool gotFirst = false;
-    auto task = spawn(loop_, [&]() -> Async<int> {
+    auto task = spawn(loop_.executor(), [&]() -> Async<int> {
       auto reply = co_await transport_->send(makeRequest(url("/first-then-quiet")));
       int chunks = 0;
       while (auto chunk = co_await reply.body.next()) {
@@ -322,7 +322,7 @@ TEST_F(CurlHttpTransportTest, CancellingBeforeTheHeadRaisesCancellationError) {
   for (bool alreadyCancelled : {true, false}) {
     SCOPED_TRACE(alreadyCancelled ? "cancelled before sending" : "cancelled while held");
     held_ = 0;
-    auto task = spawn(loop_, [&]() -> Async<int> {
+    auto task = spawn(loop_.executor(), [&]() -> Async<int> {
       auto reply = co_await transport_->send(makeRequest(url("/hold")));
       co_return reply.head.status;
     });
@@ -399,7 +399,7 @@ TEST_F(CurlHttpTransportTest, ReusesTheConnectionToTheSameHost) {
 }
 
 TEST_F(CurlHttpTransportTest, DestroyingTheTransportFailsPendingRequests) {
-  auto task = spawn(loop_, [&]() -> Async<int> {
+  auto task = spawn(loop_.executor(), [&]() -> Async<int> {
     auto reply = co_await transport_->send(makeRequest(url("/hold")));
     co_return reply.head.status;
   });
@@ -474,7 +474,7 @@ std::string toPem(X509* cert) {
 }
 
 TEST(CurlHttpTransportTlsTest, VerifiesTheServerAndClassifiesCertificateFailures) {
-  auto loop = RunLoop::make();
+  RunLoop loop;
   auto authorityKey = makeKey();
   auto authority = makeCertificate({"Trelvis Test Authority", -24h, 24h, true}, authorityKey.get(),
                                    nullptr, nullptr);
@@ -530,7 +530,7 @@ TEST(CurlHttpTransportTlsTest, VerifiesTheServerAndClassifiesCertificateFailures
     server.start();
     CurlHttpTransport transport(options);
 
-    auto task = spawn(loop, [&]() -> Async<std::string> {
+    auto task = spawn(loop.executor(), [&]() -> Async<std::string> {
       try {
         auto reply = co_await load(transport, makeRequest(server.url("/", "https")));
         co_return reply.body;
@@ -538,7 +538,7 @@ TEST(CurlHttpTransportTlsTest, VerifiesTheServerAndClassifiesCertificateFailures
         co_return std::string(toString(error.code()));
       }
     });
-    ASSERT_TRUE(loop->runUntil([&] { return task.isDone(); }, 10s));
+    ASSERT_TRUE(loop.runUntil([&] { return task.isDone(); }, 10s));
     EXPECT_EQ(task.value(), c.failure ? toString(*c.failure) : "secure");
   }
 }

@@ -55,13 +55,14 @@ class X11HotKeyRegistrarTest : public ::testing::Test {
   }
 
   bool runUntilPresses(size_t count) {
-    return main_->runUntil([&] { return presses_.size() >= count; }, 5s);
+    return loop_.runUntil([&] { return presses_.size() >= count; }, 5s);
   }
 
   testing::Xvfb& server_ = testing::Xvfb::shared();
   testing::TestDisplay input_{server_.displayName()};
   testing::TestDisplay other_{server_.displayName()};
-  std::shared_ptr<RunLoop> main_ = RunLoop::make();
+  RunLoop loop_;
+  std::shared_ptr<Executor> main_ = loop_.executor();
   std::unique_ptr<X11HotKeyRegistrar> registrar_ =
       std::make_unique<X11HotKeyRegistrar>(main_, server_.displayName());
   std::vector<HotKeyID> presses_;
@@ -80,7 +81,7 @@ TEST_F(X11HotKeyRegistrarTest, DeliversPressesOnTheMainExecutorOncePerPress) {
   input_.setNumLock(false);
   input_.tap(XK_s);  // without Option: not the hot key
   ASSERT_TRUE(runUntilPresses(3));
-  main_->runUntil([] { return false; }, 100ms);
+  loop_.runUntil([] { return false; }, 100ms);
   EXPECT_EQ(presses_, (std::vector<HotKeyID>(3, HotKeyID{kSignature, 3})));
   EXPECT_EQ(onMain_, std::vector<bool>(3, true));
 
@@ -88,7 +89,7 @@ TEST_F(X11HotKeyRegistrarTest, DeliversPressesOnTheMainExecutorOncePerPress) {
   registrar_->unregisterHotKey(*ref);
   EXPECT_TRUE(otherClientCanGrab(XK_s, Mod1Mask));
   pressOptionS();
-  main_->runUntil([] { return false; }, 100ms);
+  loop_.runUntil([] { return false; }, 100ms);
   EXPECT_EQ(presses_.size(), 3u);
 }
 
@@ -122,7 +123,7 @@ TEST_F(X11HotKeyRegistrarTest, APressPendingWhenTheRegistrarGoesIsDropped) {
   // The press is posted to the main executor by now or soon; give it the time.
   std::this_thread::sleep_for(100ms);
   registrar_.reset();
-  main_->runUntil([] { return false; }, 100ms);
+  loop_.runUntil([] { return false; }, 100ms);
   EXPECT_TRUE(presses_.empty());
   EXPECT_TRUE(otherClientCanGrab(XK_s, Mod1Mask));
 }

@@ -72,16 +72,17 @@ class X11TriggerIntegrationTest : public ::testing::Test {
 
   // Runs the loop until `count` entries are logged, or five seconds pass.
   bool waitForEntries(std::size_t count) {
-    return main_->runUntil([&] { return log_.size() >= count; }, 5s);
+    return loop_.runUntil([&] { return log_.size() >= count; }, 5s);
   }
   // Runs the loop for a while so that anything late shows up.
   void settle() {
-    main_->runUntil([] { return false; }, 200ms);
+    loop_.runUntil([] { return false; }, 200ms);
   }
 
   testing::Xvfb& server_ = testing::Xvfb::shared();
   testing::TestDisplay input_{server_.displayName()};
-  std::shared_ptr<RunLoop> main_ = RunLoop::make();
+  RunLoop loop_;
+  std::shared_ptr<Executor> main_ = loop_.executor();
   X11CommandEventTap tap_{{.displayName = server_.displayName()}};
   X11HotKeyRegistrar hotKeys_{main_, server_.displayName()};
   X11AccessibilityPermission permission_{server_.displayName()};
@@ -138,7 +139,7 @@ TEST_F(X11TriggerIntegrationTest, AltSHotKeyTriggersTheSelection) {
   input_.key(XK_Alt_L, true);
   input_.tap(XK_s);
   input_.key(XK_Alt_L, false);
-  ASSERT_TRUE(main_->runUntil(
+  ASSERT_TRUE(loop_.runUntil(
       [&] { return std::find(log_.begin(), log_.end(), "select hotkey") != log_.end(); }, 5s));
   settle();
   // The Option press was spoiled by the key: no lookup tap came with it.
