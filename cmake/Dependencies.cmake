@@ -14,3 +14,5 @@ pkg_check_modules(XLIB REQUIRED IMPORTED_TARGET x11 x11-xcb xcb)
 pkg_check_modules(XI REQUIRED IMPORTED_TARGET xi)
 pkg_check_modules(XTST REQUIRED IMPORTED_TARGET xtst)
 pkg_check_modules(XRANDR REQUIRED IMPORTED_TARGET xrandr)
+# The desktop application's UI.
+find_package(Qt6 REQUIRED COMPONENTS Core)
