@@ -11,6 +11,7 @@
 #include <deque>
 #include <exception>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -249,6 +250,7 @@ class FakeLearning final : public LearningEnrolling, public HomeActivityRecordin
   }
   // Answers the oldest running enrollment.
   void complete(const LearningEnrollmentOutcome& outcome) {
+    if (pending_.empty()) throw std::logic_error("no enrollment is running");
     auto [id, completion] = std::move(pending_.front());
     pending_.pop_front();
     completion(id, outcome);

@@ -5,8 +5,6 @@
 // nothing anywhere: each step is a named event in the log at debug level under
 // "new-user-journey". Main thread.
 
-#include <string_view>
-
 #include "core/lookup/lookup_model.h"
 
 namespace trelvis {

@@ -13,6 +13,7 @@
 #include "core/learning/pronunciation_playing.h"
 #include "core/lookup/lookup_api_client.h"
 #include "core/lookup/lookup_case_recorder.h"
+#include "core/lookup/lookup_error.h"
 #include "core/overlay/lookup_overlay_model.h"
 #include "core/overlay/overlay_panel_presenting.h"
 #include "core/prefs/english_pronunciation_store.h"
@@ -55,6 +56,16 @@ bool failureIs(const std::exception_ptr& failure, Predicate predicate) {
 
 bool isCancellation(const std::exception_ptr& failure) {
   return failureIs<CancellationError>(failure, [](const auto&) { return true; });
+}
+
+// Runs `body`, giving back what it raised instead of raising it.
+Async<std::exception_ptr> failureOf(Async<void> body) {
+  try {
+    co_await std::move(body);
+  } catch (...) {
+    co_return std::current_exception();
+  }
+  co_return nullptr;
 }
 
 bool isPermissionDenied(const std::exception_ptr& failure) {
@@ -260,12 +271,8 @@ Async<void> LookupCoordinator::lookup(Weak weak, HotKeyEvent event, int64_t gene
   LookupRun run;
   run.triggeredAt = event.triggeredAt;
   run.mouse = {event.mouseX, event.mouseY};
-  std::exception_ptr failure;
-  try {
-    co_await streamLookup(weak, generation, accent, revision, run);
-  } catch (...) {
-    failure = std::current_exception();
-  }
+  const std::exception_ptr failure =
+      co_await failureOf(streamLookup(weak, generation, accent, revision, run));
   auto self = weak.lock();
   if (!self) co_return;
   // Once a request has gone out, its quota use is fetched on every way out:
@@ -376,22 +383,31 @@ void LookupCoordinator::finishLookup(int64_t generation, LookupRun& run) {
   presentFinal(*run.final, run.mouse, generation, std::move(outcome));
 }
 
+bool LookupCoordinator::handledWithoutCard(const std::exception_ptr& failure, int64_t generation) {
+  if (isCancellation(failure) || !isCurrent(generation)) return true;
+  // The permission is recovered elsewhere; no card and no outcome here.
+  if (!isPermissionDenied(failure)) return false;
+  if (onPermissionDenied) onPermissionDenied();
+  return true;
+}
+
+void LookupCoordinator::noteQuotaExhaustion(const LookupError& error) {
+  // The card shows the error; the membership status shows the quota.
+  if (error.code() == LookupErrorCode::translationQuotaExhausted && onQuotaExhausted) {
+    onQuotaExhausted();
+  }
+}
+
 void LookupCoordinator::handleLookupFailure(std::exception_ptr failure, int64_t generation,
                                             const LookupRun& run) {
-  if (isCancellation(failure) || !isCurrent(generation)) return;
-  // The permission is recovered elsewhere; no card and no outcome here.
-  if (isPermissionDenied(failure)) {
-    if (onPermissionDenied) onPermissionDenied();
-    return;
+  if (!handledWithoutCard(failure, generation)) {
+    reportLookupFailure(LookupError::from(failure), generation, run);
   }
-  reportLookupFailure(LookupError::from(failure), generation, run);
 }
 
 void LookupCoordinator::reportLookupFailure(const LookupError& error, int64_t generation,
                                             const LookupRun& run) {
-  if (error.code() == LookupErrorCode::translationQuotaExhausted && onQuotaExhausted) {
-    onQuotaExhausted();
-  }
+  noteQuotaExhaustion(error);
   d_.analytics.lookupOutcome(LookupOutcome{LookupOutcomeStatus::error, error, run.requestToFirstSSE,
                                            run.firstToken, std::nullopt, run.targetLanguage,
                                            run.detectedLanguage});
@@ -556,12 +572,8 @@ Async<void> LookupCoordinator::translateRegion(Weak weak, RegionSelectionGesture
                                                int64_t generation,
                                                std::optional<RegionCapture> captureOverride) {
   RegionRun run;
-  std::exception_ptr failure;
-  try {
-    co_await streamRegion(weak, gesture, generation, std::move(captureOverride), run);
-  } catch (...) {
-    failure = std::current_exception();
-  }
+  const std::exception_ptr failure =
+      co_await failureOf(streamRegion(weak, gesture, generation, std::move(captureOverride), run));
   auto self = weak.lock();
   if (!self) co_return;
   if (run.streamStarted) self->requestRefreshAfterTranslation(run.membershipContext);
@@ -628,9 +640,7 @@ bool LookupCoordinator::applyRegionEvent(const LookupStreamEvent& streamEvent, i
     run.final = completed->result;
   } else if (const auto* failure = std::get_if<LookupStreamEvent::Failure>(&streamEvent.value)) {
     const LookupError error = LookupError::fromStreamFailure(failure->failure);
-    if (error.code() == LookupErrorCode::translationQuotaExhausted && onQuotaExhausted) {
-      onQuotaExhausted();
-    }
+    noteQuotaExhaustion(error);
     presentRegionError(error, run.selectionRect, generation);
     return false;
   }
@@ -668,15 +678,9 @@ void LookupCoordinator::finishRegion(int64_t generation, RegionRun& run) {
 void LookupCoordinator::handleRegionFailure(std::exception_ptr failure,
                                             const RegionSelectionGesture& gesture,
                                             int64_t generation) {
-  if (isCancellation(failure) || !isCurrent(generation)) return;
-  if (isPermissionDenied(failure)) {
-    if (onPermissionDenied) onPermissionDenied();
-    return;
-  }
+  if (handledWithoutCard(failure, generation)) return;
   const LookupError error = LookupError::from(failure);
-  if (error.code() == LookupErrorCode::translationQuotaExhausted && onQuotaExhausted) {
-    onQuotaExhausted();
-  }
+  noteQuotaExhaustion(error);
   presentRegionError(error, gesture.selectedRect(), generation);
 }
 

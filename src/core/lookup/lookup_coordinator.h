@@ -11,6 +11,7 @@
 // and sign-in happens before it is called.
 
 #include <cstdint>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -19,7 +20,6 @@
 #include "base/async/async.h"
 #include "base/async/task.h"
 #include "base/clock.h"
-#include "core/lookup/lookup_error.h"
 #include "core/lookup/lookup_model.h"
 #include "core/membership/membership_status_refreshing.h"
 #include "core/prefs/english_pronunciation_accent.h"
@@ -30,12 +30,15 @@ class AnalyticsService;
 class EnglishPronunciationStore;
 class HomeActivityRecording;
 class LookupCaseRecorder;
+class LookupError;
 class LookupOverlayModel;
 class LookupServing;
 class OverlayPanelPresenting;
 class PronunciationPlaying;
 class PronunciationServing;
 class ScreenCapturing;
+struct LookupOutcome;
+struct LookupViewState;
 struct OverlayPresentationTarget;
 
 class LookupCoordinator : public std::enable_shared_from_this<LookupCoordinator> {
@@ -106,6 +109,10 @@ class LookupCoordinator : public std::enable_shared_from_this<LookupCoordinator>
   bool applyLookupEvent(const LookupStreamEvent& event, int64_t generation, int64_t revision,
                         LookupRun& run);
   void finishLookup(int64_t generation, LookupRun& run);
+  // A cancellation, stale work, or a denied permission (recovered elsewhere):
+  // failures that show no card. True when `failure` was one of them.
+  bool handledWithoutCard(const std::exception_ptr& failure, int64_t generation);
+  void noteQuotaExhaustion(const LookupError& error);
   void handleLookupFailure(std::exception_ptr failure, int64_t generation, const LookupRun& run);
   void reportLookupFailure(const LookupError& error, int64_t generation, const LookupRun& run);
 

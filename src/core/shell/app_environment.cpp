@@ -200,15 +200,9 @@ void AppEnvironment::stop() {
   c_.inputTranslateCoordinator->cancelCurrentTranslation();
   c_.inputTranslatePanel->hide();
   c_.pronunciation->reset();
-  stopShortcutController();
+  shortcutController_->stop();
   clearRegionOverlay();
   c_.panelController->hideWindow();
-}
-
-void AppEnvironment::stopShortcutController() {
-  // Marks it not started, cancels a recording, and gives up every tap, hot key
-  // and handler.
-  shortcutController_->stop();
 }
 
 void AppEnvironment::showMainWindow(std::optional<MainTab> tab) {
@@ -346,7 +340,7 @@ void AppEnvironment::handleTranslationAvailabilityChange(bool available) {
   inputModel.clearDraft();
   inputModel.forgetLastSubmittedDraft();
   inputModel.resetResult();
-  stopShortcutController();
+  shortcutController_->stop();
   clearRegionOverlay();
   c_.panelController->hideWindow();
 }

@@ -157,7 +157,6 @@ class AppEnvironment : public std::enable_shared_from_this<AppEnvironment> {
   // Passes `proceed` to the lookup coordinator once the session could make an
   // authenticated request; a signed-out user gets the main window instead.
   void startWhenSignedIn(std::function<void(LookupCoordinator&)> proceed);
-  void stopShortcutController();
   void publishUserProperties();
 
   Platform platform_;
