@@ -19,9 +19,9 @@
 
 namespace trelvis {
 
-class FakeSignInCheck final : public AuthenticatedRequestChecking {
+class FakeSignInCheck final : public AuthenticatedRequestChecking, LogsCalls {
  public:
-  explicit FakeSignInCheck(CallLog& log) : log_(log) {}
+  using LogsCalls::LogsCalls;
 
   Async<bool> canAttemptAuthenticatedRequest() override {
     log_.add("session check");
@@ -31,17 +31,15 @@ class FakeSignInCheck final : public AuthenticatedRequestChecking {
 
   bool signedIn = true;
   std::optional<AuthSessionError> failure;
-
- private:
-  CallLog& log_;
 };
 
 // Translation is available while `available` holds; a recovery request makes
 // it `availableAfterRecovery`.
 class FakeMainWindowModel final : public TranslationAvailabilityGating,
-                                  public MainWindowControlling {
+                                  public MainWindowControlling,
+                                  LogsCalls {
  public:
-  explicit FakeMainWindowModel(CallLog& log) : log_(log) {}
+  using LogsCalls::LogsCalls;
 
   void refreshSystemPermissions() override { log_.add("refresh permissions"); }
   bool translationAvailable() const override { return available; }
@@ -63,27 +61,21 @@ class FakeMainWindowModel final : public TranslationAvailabilityGating,
 
   bool available = true;
   bool availableAfterRecovery = false;
-
- private:
-  CallLog& log_;
 };
 
-class FakeSelectTranslate final : public SelectTranslateTriggering {
+class FakeSelectTranslate final : public SelectTranslateTriggering, LogsCalls {
  public:
-  explicit FakeSelectTranslate(CallLog& log) : log_(log) {}
+  using LogsCalls::LogsCalls;
   void trigger(const HotKeyEvent&, bool sharedWithLookup) override {
     log_.add(sharedWithLookup ? "select trigger shared" : "select trigger");
   }
   void cancelCurrentTranslation() override { log_.add("select cancel"); }
-
- private:
-  CallLog& log_;
 };
 
 // `finish` gives the gesture back unless `tooSmall` is set.
-class FakeRegionOverlay final : public RegionSelectionOverlayControlling {
+class FakeRegionOverlay final : public RegionSelectionOverlayControlling, LogsCalls {
  public:
-  explicit FakeRegionOverlay(CallLog& log) : log_(log) {}
+  using LogsCalls::LogsCalls;
   void arm() override { log_.add("overlay arm"); }
   void begin(const RegionSelectionGesture&) override { log_.add("overlay begin"); }
   void update(const RegionSelectionGesture&) override { log_.add("overlay update"); }
@@ -100,17 +92,15 @@ class FakeRegionOverlay final : public RegionSelectionOverlayControlling {
   }
 
   bool tooSmall = false;
-
- private:
-  CallLog& log_;
 };
 
 // The input panel, coordinator and model in one.
 class FakeInputTranslation final : public InputTranslatePanelControlling,
                                    public InputTranslateCancelling,
-                                   public InputTranslateDraftResetting {
+                                   public InputTranslateDraftResetting,
+                                   LogsCalls {
  public:
-  explicit FakeInputTranslation(CallLog& log) : log_(log) {}
+  using LogsCalls::LogsCalls;
   void toggleFromShortcut() override { log_.add("input toggle"); }
   void hide() override { log_.add("input hide"); }
   void cancelCurrentTranslation() override { log_.add("input cancel"); }
@@ -122,9 +112,6 @@ class FakeInputTranslation final : public InputTranslatePanelControlling,
   void show() {
     if (onWillShow) onWillShow();
   }
-
- private:
-  CallLog& log_;
 };
 
 }  // namespace trelvis

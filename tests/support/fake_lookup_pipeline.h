@@ -36,9 +36,9 @@ inline std::string describePoint(Point p) {
 }
 
 // Answers at once unless `hold` is set; then each capture waits for release().
-class FakeScreenCapture final : public ScreenCapturing {
+class FakeScreenCapture final : public ScreenCapturing, LogsCalls {
  public:
-  explicit FakeScreenCapture(CallLog& log) : log_(log) {}
+  using LogsCalls::LogsCalls;
 
   Async<NativeCapture> captureImageAtPointer(Point pointer) override {
     log_.add("capture " + describePoint(pointer));
@@ -85,13 +85,12 @@ class FakeScreenCapture final : public ScreenCapturing {
     }
   }
 
-  CallLog& log_;
   std::deque<std::exception_ptr> failures_;
   std::deque<Continuation<void>> held_;
 };
 
 // Every stream stays open until the test sends, finishes or fails it.
-class FakeLookupService final : public LookupServing, public PronunciationServing {
+class FakeLookupService final : public LookupServing, public PronunciationServing, LogsCalls {
  public:
   struct Stream {
     AsyncStream<LookupStreamEvent>::Continuation continuation;
@@ -104,7 +103,7 @@ class FakeLookupService final : public LookupServing, public PronunciationServin
     }
   };
 
-  explicit FakeLookupService(CallLog& log) : log_(log) {}
+  using LogsCalls::LogsCalls;
 
   AsyncStream<LookupStreamEvent> lookupStream(NativeCapture capture) override {
     log_.add("request lookup " + describePoint({capture.mouseX, capture.mouseY}));
@@ -149,13 +148,12 @@ class FakeLookupService final : public LookupServing, public PronunciationServin
     return std::move(stream);
   }
 
-  CallLog& log_;
   std::vector<std::shared_ptr<Stream>> streams_;
 };
 
-class FakeOverlayPanel final : public OverlayPanelPresenting {
+class FakeOverlayPanel final : public OverlayPanelPresenting, LogsCalls {
  public:
-  explicit FakeOverlayPanel(CallLog& log) : log_(log) {}
+  using LogsCalls::LogsCalls;
 
   void activateLookupContent() override { log_.add("panel activate"); }
   OverlayPlacement show(const OverlayPresentationTarget& target,
@@ -179,14 +177,11 @@ class FakeOverlayPanel final : public OverlayPanelPresenting {
   }
 
   bool visible = false;
-
- private:
-  CallLog& log_;
 };
 
-class FakePronunciationPlayer final : public PronunciationPlaying {
+class FakePronunciationPlayer final : public PronunciationPlaying, LogsCalls {
  public:
-  explicit FakePronunciationPlayer(CallLog& log) : log_(log) {}
+  using LogsCalls::LogsCalls;
 
   std::optional<std::string> activeKey() const override { return key; }
   AutoplayIntent autoplayIntent() const override { return {intentGeneration, 0}; }
@@ -205,14 +200,11 @@ class FakePronunciationPlayer final : public PronunciationPlaying {
 
   std::optional<std::string> key;
   int64_t intentGeneration = 0;
-
- private:
-  CallLog& log_;
 };
 
-class FakeMembershipStore final : public MembershipStatusRefreshing {
+class FakeMembershipStore final : public MembershipStatusRefreshing, LogsCalls {
  public:
-  explicit FakeMembershipStore(CallLog& log) : log_(log) {}
+  using LogsCalls::LogsCalls;
 
   std::optional<MembershipStatusContext> activeContext() const override { return context; }
   void requestRefreshAfterTranslation(const std::optional<MembershipStatusContext>& at) override {
@@ -223,16 +215,13 @@ class FakeMembershipStore final : public MembershipStatusRefreshing {
 
   std::optional<MembershipStatusContext> context = MembershipStatusContext{"user-1", 1};
   std::optional<MembershipPlanCode> plan = MembershipPlanCode::free;
-
- private:
-  CallLog& log_;
 };
 
 // The enrollment coordinator and the recent-lookup history in one: records get
 // fresh ids, and each enrollment waits for complete().
-class FakeLearning final : public LearningEnrolling, public HomeActivityRecording {
+class FakeLearning final : public LearningEnrolling, public HomeActivityRecording, LogsCalls {
  public:
-  explicit FakeLearning(CallLog& log) : log_(log) {}
+  using LogsCalls::LogsCalls;
 
   std::optional<Uuid> record(const TranslationEntry& entry) override {
     log_.add("history record " + entry.headword);
@@ -257,9 +246,6 @@ class FakeLearning final : public LearningEnrolling, public HomeActivityRecordin
   }
 
   std::optional<LookupEnrollmentState> historyState;
-
- private:
-  CallLog& log_;
   std::deque<std::pair<Uuid, Completion>> pending_;
 };
 

@@ -84,15 +84,9 @@ class LookupCoordinatorTest : public ::testing::Test {
     };
     connections.push_back(accent.observers().connect(
         [this](EnglishPronunciationAccent) { coordinator->englishPronunciationChanged(); }));
-    coordinator->onQuotaExhausted = [this] {
-      log.add("quota exhausted");
-    };
-    coordinator->onPermissionDenied = [this] {
-      log.add("permission denied");
-    };
-    coordinator->onLookupRecorded = [this] {
-      log.add("lookup recorded");
-    };
+    coordinator->onQuotaExhausted = log.note("quota exhausted");
+    coordinator->onPermissionDenied = log.note("permission denied");
+    coordinator->onLookupRecorded = log.note("lookup recorded");
     coordinator->onTranslationSucceeded = [this](TranslationMethod method) {
       log.add("succeeded " + std::string(toString(method)));
     };
@@ -225,27 +219,23 @@ TEST_F(LookupCoordinatorTest, EveryEndOfAWordStreamLeavesOneStateAndOneOutcome) 
     std::string outcome;
     bool recorded;
   } cases[] = {
-      {"deltas without completed",
+      {"deltas only",
        {delta("entry.headword", "app")},
-       "state error stream_interrupted",
-       "status=error error_code=stream_interrupted",
+       "error stream_interrupted",
+       "error error_code=stream_interrupted",
        false},
-      {"no word", {completed(noSelection)}, "state noWord", "status=no_word", false},
+      {"no word", {completed(noSelection)}, "noWord", "no_word", false},
       {"result error",
        {completed(ocrFailed)},
-       "state error ocr_failed",
-       "status=error error_code=ocr_failed",
+       "error ocr_failed",
+       "error error_code=ocr_failed",
        false},
       {"failure event",
        {failureEvent("llm_failed"), completed(wordResult("late"))},
-       "state error llm_failed",
-       "status=error error_code=llm_failed",
+       "error llm_failed",
+       "error error_code=llm_failed",
        false},
-      {"success",
-       {completed(wordResult("apple"))},
-       "state success [apple] url",
-       "status=success",
-       true},
+      {"success", {completed(wordResult("apple"))}, "success [apple] url", "success", true},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
@@ -257,11 +247,12 @@ TEST_F(LookupCoordinatorTest, EveryEndOfAWordStreamLeavesOneStateAndOneOutcome) 
     const Lines entries = log.take();
     const auto lastState = std::find_if(entries.rbegin(), entries.rend(),
                                         [](const auto& e) { return e.starts_with("state "); });
-    EXPECT_EQ(*lastState, c.finalState);
+    EXPECT_EQ(*lastState, "state " + c.finalState);
     EXPECT_EQ(countIn(entries, "membership refresh after translation"), 1);
     EXPECT_EQ(countIn(entries, "history record apple"), c.recorded ? 1 : 0);
     ASSERT_EQ(outcomes().size(), 1u);
-    EXPECT_TRUE(outcomes()[0].starts_with("event translate_result " + c.outcome)) << outcomes()[0];
+    EXPECT_TRUE(outcomes()[0].starts_with("event translate_result status=" + c.outcome))
+        << outcomes()[0];
     // The stream's deltas never outlive a failed end.
     if (model->state().status != LookupStatus::success) EXPECT_FALSE(model->state().entry);
   }
