@@ -17,6 +17,13 @@ constexpr EnumTable<PronunciationSpeed, 2> kPronunciationSpeeds{{
     {PronunciationSpeed::slow, "slow"},
 }};
 
+constexpr EnumTable<TranslationMethod, 4> kTranslationMethods{{
+    {TranslationMethod::hover, "hover"},
+    {TranslationMethod::area, "area"},
+    {TranslationMethod::select, "select"},
+    {TranslationMethod::input, "input"},
+}};
+
 constexpr EnumTable<LookupOutcomeStatus, 3> kOutcomeStatuses{{
     {LookupOutcomeStatus::success, "success"},
     {LookupOutcomeStatus::noWord, "no_word"},
@@ -62,6 +69,10 @@ bool equalsIgnoringAsciiCase(std::string_view a, std::string_view b) {
 }
 
 }  // namespace
+
+std::string_view toString(TranslationMethod method) {
+  return enumToString(kTranslationMethods, method);
+}
 
 std::string_view toString(PronunciationSpeed speed) {
   return enumToString(kPronunciationSpeeds, speed);

@@ -33,6 +33,7 @@ enum class LookupStatus { idle, loading, streaming, success, noWord, error };
 enum class OverlayContentKind { lookup, paragraphTranslation, selectTranslate };
 
 enum class TranslationMethod { hover, area, select, input };
+std::string_view toString(TranslationMethod method);  // "hover", "area", "select", "input"
 
 enum class LookupOutcomeStatus { success, noWord, error };
 std::string_view toString(LookupOutcomeStatus status);  // "success", "no_word", "error"
