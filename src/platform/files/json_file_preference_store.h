@@ -24,6 +24,8 @@
 #include "core/prefs/preference_store.h"
 #include "core/prefs/preferred_languages.h"
 
+#include <tl/expected.hpp>
+
 #include <chrono>
 #include <filesystem>
 #include <functional>
@@ -52,6 +54,15 @@ class JsonFilePreferenceStore final : public PreferenceStore {
   static constexpr const char* kFileName = "preferences.json";
 
   const std::filesystem::path& filePath() const { return filePath_; }
+
+  // The file's text as the values it holds, or what is wrong with it (bad syntax,
+  // invalid UTF-8, another top-level value, a number beyond a double, nesting too
+  // deep), worded to follow the file's name in a log line. JSON nulls are left out.
+  static tl::expected<PreferenceValue::Dictionary, std::string> decodeFile(
+      std::string_view text);
+  // The text that decodeFile reads back as `values`; nothing when a value cannot be
+  // written (text that is not UTF-8).
+  static std::optional<std::string> encodeFile(const PreferenceValue::Dictionary& values);
 
   std::optional<PreferenceValue> value(std::string_view key) const override;
   void remove(std::string_view key) override;
