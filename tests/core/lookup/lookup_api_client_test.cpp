@@ -90,7 +90,7 @@ TEST_F(LookupAPIClientTest, StreamsEventsWithTimingFirstAndSendsTheRequest) {
   EXPECT_EQ(request.headers.get("Authorization"), "Bearer token-1");
   EXPECT_EQ(request.headers.get("Accept"), "text/event-stream");
   EXPECT_EQ(request.headers.get("X-Trelvis-Platform"), "linux");
-  EXPECT_EQ(request.timeout, 30s);
+  EXPECT_EQ(request.timeout, 60s);  // above every phase, which decide first
   EXPECT_TRUE(request.headers.get("Content-Type")
                   ->starts_with("multipart/form-data; boundary=----trelvis-"));
 
