@@ -15,11 +15,12 @@
 // save or at the next launch. A store must not be used across fork(): the child
 // would share its lock.
 //
-// A file that cannot be read as a JSON object (bad syntax, invalid UTF-8, another
-// top-level value, an I/O error) is never overwritten: it is logged, renamed to
-// "preferences.json.corrupt-<UTC time>" and read as empty. Types survive the round
-// trip: an integer stays an integer, a double stays a double even with an integral
-// value (2.0 is written "2.0"), a Boolean stays a Boolean.
+// A file that cannot be read as a JSON object (bad syntax, invalid UTF-8, a number
+// beyond a double, nesting too deep, another top-level value, an I/O error) is never
+// overwritten: it is logged, renamed to "preferences.json.corrupt-<UTC time>" and
+// read as empty. Types survive the round trip: an integer stays an integer, a double
+// stays a double even with an integral value (2.0 is written "2.0"), a Boolean stays
+// a Boolean.
 
 #include "core/prefs/preference_store.h"
 #include "core/prefs/preferred_languages.h"
