@@ -128,12 +128,27 @@ std::string ObjectReader::keyPath(std::string_view key) const {
 }
 
 nlohmann::json parse(std::string_view text) {
+  // Only the nesting depth is checked here; every value is kept.
+  const nlohmann::json::parser_callback_t limitDepth =
+      [](int depth, nlohmann::json::parse_event_t event, nlohmann::json&) {
+        if (depth >= kMaxNestingDepth && (event == nlohmann::json::parse_event_t::object_start ||
+                                          event == nlohmann::json::parse_event_t::array_start)) {
+          throw DecodeError("invalid JSON: nested deeper than " +
+                            std::to_string(kMaxNestingDepth) + " levels");
+        }
+        return true;
+      };
+  // The library's own messages quote the text around the fault ("number overflow
+  // parsing '1e400'"), which may be a secret; the byte offset, where there is one, is
+  // enough to find it.
   try {
-    return nlohmann::json::parse(text.begin(), text.end());
+    return nlohmann::json::parse(text.begin(), text.end(), limitDepth);
   } catch (const nlohmann::json::parse_error& error) {
-    // The library's own message quotes the text around the error, which may be a
-    // secret; the offset is enough to find the fault.
     throw DecodeError("invalid JSON at byte " + std::to_string(error.byte));
+  } catch (const nlohmann::json::out_of_range&) {
+    throw DecodeError("invalid JSON: a number is out of range");
+  } catch (const nlohmann::json::exception& error) {
+    throw DecodeError("invalid JSON (error " + std::to_string(error.id) + ")");
   }
 }
 

@@ -117,7 +117,13 @@ class ObjectReader {
   std::string path_;
 };
 
-// Parses JSON text; a syntax error (or invalid UTF-8) is a DecodeError.
+// Deeper nesting than this is refused, so that no recursive walk over a document
+// (a copy, a conversion) can exhaust the stack.
+inline constexpr int kMaxNestingDepth = 256;
+
+// Parses JSON text from outside: every failure (bad syntax, invalid UTF-8, a number
+// beyond a double, nesting deeper than kMaxNestingDepth) is a DecodeError, and its
+// message never quotes the text.
 nlohmann::json parse(std::string_view text);
 
 template <class T>

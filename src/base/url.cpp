@@ -134,12 +134,28 @@ std::optional<Url> Url::parse(std::string_view text) {
       escaped += c;
     }
   }
-  Curl_URL* handle = curl_url();
-  if (handle == nullptr) throw std::bad_alloc();
-  Url url(handle);
-  if (curl_url_set(handle, CURLUPART_URL, escaped.c_str(), CURLU_NON_SUPPORT_SCHEME) != CURLUE_OK) {
-    return std::nullopt;
-  }
+  const auto parseOnce = [](const std::string& uri) -> std::optional<Url> {
+    Curl_URL* handle = curl_url();
+    if (handle == nullptr) throw std::bad_alloc();
+    Url url(handle);
+    if (curl_url_set(handle, CURLUPART_URL, uri.c_str(), CURLU_NON_SUPPORT_SCHEME) != CURLUE_OK) {
+      return std::nullopt;
+    }
+    return std::optional<Url>(std::move(url));
+  };
+  // curl keeps parts that it leaves out when it writes the URL: the empty query of
+  // "http://h/p?", any query of a file URL. Reading the URL again as written, into a
+  // fresh handle, leaves only what is written, so that the parts and the text agree.
+  // What curl cannot write so that it reads back the same is refused: curl 7.88
+  // writes "file:///" as "file://(nil)", and escapes a "%" in a host once more each
+  // time it hands the host out.
+  const std::optional<Url> first = parseOnce(escaped);
+  if (!first) return std::nullopt;
+  const std::optional<std::string> written = getPart(first->handle_, CURLUPART_URL);
+  const std::optional<std::string> host = getPart(first->handle_, CURLUPART_HOST);
+  if (!written || (host && host->find('%') != std::string::npos)) return std::nullopt;
+  std::optional<Url> url = parseOnce(*written);
+  if (!url || getPart(url->handle_, CURLUPART_URL) != written) return std::nullopt;
   return url;
 }
 

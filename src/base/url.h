@@ -30,7 +30,8 @@ class Url {
  public:
   // Accepts "scheme://authority[/path][?query][#fragment]" (an empty authority only
   // for file URLs). Bytes outside ASCII are percent-encoded; empty text, relative
-  // references, spaces and control characters are rejected.
+  // references, spaces and control characters are rejected, and so is what curl
+  // would not write back as it reads ("file:///", a "%" in the host).
   static std::optional<Url> parse(std::string_view text);
 
   Url(const Url& other);
@@ -50,7 +51,9 @@ class Url {
   std::optional<uint16_t> port() const;
   // Percent-encoded; at least "/".
   std::string path() const;
-  // Percent-encoded, without the "?"; absent when the URL has no query.
+  // Percent-encoded, without the "?"; absent when the URL has no query. An empty
+  // query ("http://h/p?") counts as none, and a file URL never has one: curl writes
+  // neither, so setting or appending query items leaves a file URL unchanged.
   std::optional<std::string> query() const;
   // The "&"-separated items of the query, in order, decoded. Empty items are skipped.
   std::vector<QueryItem> queryItems() const;

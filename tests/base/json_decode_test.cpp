@@ -187,6 +187,38 @@ TEST(JsonDecodeTest, RecordsDecodeThroughHooksAndErrorsNameTheNestedPath) {
   EXPECT_EQ(reply.items[1].word + std::to_string(reply.items[1].count), "b0");
 }
 
+TEST(JsonDecodeTest, ParseRefusesHostileTextWithoutQuotingIt) {
+  // `depth` arrays, or objects each holding the next under "a".
+  const auto nested = [](int depth, bool objects) {
+    std::string text;
+    for (int i = 0; i < depth; ++i) text += objects ? R"({"a":)" : "[";
+    if (objects) text += "0";
+    for (int i = 0; i < depth; ++i) text += objects ? "}" : "]";
+    return text;
+  };
+  const std::string tooDeep = "invalid JSON: nested deeper than 256 levels";
+  const std::pair<std::string, std::string> cases[] = {
+      {R"({"seq": 1e400})", "invalid JSON: a number is out of range"},
+      {R"([0, -1e400])", "invalid JSON: a number is out of range"},
+      {"{\"s\": \"secret\xC3\x28\"}", "invalid JSON at byte 15"},
+      {"[\"\xED\xA0\x80\"]", "invalid JSON at byte 4"},  // a UTF-16 surrogate
+      {nested(256, false), ""},
+      {nested(256, true), ""},
+      {nested(257, false), tooDeep},
+      {nested(257, true), tooDeep},
+      {nested(100000, false), tooDeep},
+  };
+  for (const auto& [text, message] : cases) {
+    SCOPED_TRACE(text.substr(0, 40));
+    try {
+      const nlohmann::json document = json::parse(text);
+      EXPECT_EQ(message, "") << "parsed";
+    } catch (const json::DecodeError& error) {
+      EXPECT_EQ(error.what(), message);
+    }
+  }
+}
+
 TEST(JsonDecodeTest, ArraysDecodeWithAnElementFunction) {
   const nlohmann::json document = json::parse(R"({
     "entries": [{"word": "x"}, {"word": "y"}], "plans": ["pro", "free"], "mixed": [{"word": "z"}, 4]

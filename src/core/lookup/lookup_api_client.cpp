@@ -72,11 +72,12 @@ Async<std::string> readWholeBody(SharedBody body) {
 LookupAPIClient::LookupAPIClient(std::shared_ptr<Executor> executor,
                                  std::shared_ptr<AccessTokenProviding> auth,
                                  std::shared_ptr<HttpTransport> transport, const Url& baseURL,
-                                 std::optional<Url> pronunciationURLOverride)
+                                 std::optional<Url> pronunciationURLOverride, Limits limits)
     : executor_(std::move(executor)),
       auth_(std::move(auth)),
       transport_(std::move(transport)),
       pronunciationURLOverride_(std::move(pronunciationURLOverride)),
+      limits_(limits),
       baseURL_(stripTrailingSlash(baseURL)) {}
 
 std::optional<Url> LookupAPIClient::pronunciationURLOverrideFrom(
@@ -171,7 +172,7 @@ AsyncStream<LookupStreamEvent> LookupAPIClient::startStream(std::function<Payloa
 HttpRequest LookupAPIClient::authorizedRequest(Url url, const std::string& token) const {
   HttpRequest request = ServerAPIRequest::make(std::move(url));
   request.headers.set("Authorization", "Bearer " + token);
-  request.timeout = kRequestTimeout;
+  request.timeout = limits_.transportSilence();
   return request;
 }
 
@@ -194,7 +195,7 @@ Async<void> LookupAPIClient::consumeStream(std::shared_ptr<const Payload> payloa
                                            EventContinuation continuation) {
   auto self = shared_from_this();
   std::string token = co_await LookupTimeoutRace<std::string>::run(
-      kTokenLimit, LookupTimeoutPhase::token,
+      limits_.token, LookupTimeoutPhase::token,
       [self, forceRefresh] { return self->accessToken(forceRefresh); });
 
   HttpRequest request = authorizedRequest(payload->url, token);
@@ -205,14 +206,14 @@ Async<void> LookupAPIClient::consumeStream(std::shared_ptr<const Payload> payloa
 
   Instant requestStart = executor_->now();
   HttpStreamingReply reply = co_await LookupTimeoutRace<HttpStreamingReply>::run(
-      kResponseLimit, LookupTimeoutPhase::response,
+      limits_.response, LookupTimeoutPhase::response,
       [transport = transport_, request] { return transport->send(request); });
   const int status = reply.head.status;
   if (status < 100) throw LookupTransportError(LookupTransportError::InvalidResponse{});
 
   if (status == 401 && retryOnUnauthorized) {
     auto body = std::make_shared<AsyncStream<std::string>>(std::move(reply.body));
-    co_await LookupTimeoutRace<std::string>::run(kResponseLimit, LookupTimeoutPhase::response,
+    co_await LookupTimeoutRace<std::string>::run(limits_.response, LookupTimeoutPhase::response,
                                                  [body] { return readWholeBody(body); });
     checkCancellation();
     co_await consumeStream(std::move(payload), true, false, std::move(deadline),
@@ -222,20 +223,20 @@ Async<void> LookupAPIClient::consumeStream(std::shared_ptr<const Payload> payloa
   if (status < 200 || status > 299) {
     auto body = std::make_shared<AsyncStream<std::string>>(std::move(reply.body));
     std::string text = co_await LookupTimeoutRace<std::string>::run(
-        kResponseLimit, LookupTimeoutPhase::response, [body] { return readWholeBody(body); });
+        limits_.response, LookupTimeoutPhase::response, [body] { return readWholeBody(body); });
     checkCancellation();
     throw transportError(status, withoutLineEnds(text));
   }
 
   LookupSSEParser parser;
-  deadline->arm(kFirstEventLimit, LookupTimeoutPhase::firstEvent);
+  deadline->arm(limits_.firstEvent, LookupTimeoutPhase::firstEvent);
   bool seenOutput = false;
   auto handle = [&](LookupSSEParser::Output output) {
     if (!seenOutput) {
       continuation.yield(LookupStreamEvent{
           LookupStreamEvent::Timing{millisecondsBetween(requestStart, executor_->now())}});
     }
-    deadline->arm(kStreamIdleLimit, LookupTimeoutPhase::streamIdle);
+    deadline->arm(limits_.streamIdle, LookupTimeoutPhase::streamIdle);
     if (output.event) continuation.yield(std::move(*output.event));
     seenOutput = true;
   };
@@ -285,13 +286,13 @@ Async<PronunciationResult> LookupAPIClient::attemptPronunciation(
     bool forceRefresh, bool retryOnUnauthorized) {
   auto self = shared_from_this();
   std::string token = co_await LookupTimeoutRace<std::string>::run(
-      kTokenLimit, LookupTimeoutPhase::token,
+      limits_.token, LookupTimeoutPhase::token,
       [self, forceRefresh] { return self->accessToken(forceRefresh); });
 
   HttpRequest request = authorizedRequest(pronunciationURL(lookupText, language, speed), token);
   request.headers.set("Accept", "application/json");
   HttpDataReply reply = co_await LookupTimeoutRace<HttpDataReply>::run(
-      kResponseLimit, LookupTimeoutPhase::response,
+      limits_.response, LookupTimeoutPhase::response,
       [transport = transport_, request] { return load(*transport, request); });
   const int status = reply.head.status;
   if (status < 100) throw LookupTransportError(LookupTransportError::InvalidResponse{});

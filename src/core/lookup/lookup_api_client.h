@@ -7,6 +7,7 @@
 // of its own; callers on other executors only await its streams and results.
 // The lookup coordinator sees it through LookupServing and PronunciationServing.
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -45,15 +46,26 @@ class PronunciationServing {
                                                           bool retryOnUnauthorized) = 0;
 };
 
+// How long each phase of a lookup request may take. Tests shorten them to run
+// against a real server in moments.
+struct LookupPhaseLimits {
+  Duration token = std::chrono::seconds(12);
+  Duration response = std::chrono::seconds(30);
+  Duration firstEvent = std::chrono::seconds(30);
+  Duration streamIdle = std::chrono::seconds(10);
+
+  // The transport's own limit on a silent server, twice the longest phase: a
+  // silence inside a phase always ends at that phase's deadline, with its name,
+  // and never as the transport's anonymous time-out, which would start its clock a
+  // moment earlier. It only stops a transfer that nothing else watches.
+  Duration transportSilence() const { return 2 * std::max({response, firstEvent, streamIdle}); }
+};
+
 class LookupAPIClient final : public LookupServing,
                               public PronunciationServing,
                               public std::enable_shared_from_this<LookupAPIClient> {
  public:
-  static constexpr Duration kTokenLimit = std::chrono::seconds(12);
-  static constexpr Duration kResponseLimit = std::chrono::seconds(30);
-  static constexpr Duration kFirstEventLimit = std::chrono::seconds(30);
-  static constexpr Duration kStreamIdleLimit = std::chrono::seconds(10);
-  static constexpr Duration kRequestTimeout = std::chrono::seconds(30);
+  using Limits = LookupPhaseLimits;
 
   // The parts of a POST that stay the same when it is sent again after a refresh.
   struct Payload {
@@ -64,7 +76,7 @@ class LookupAPIClient final : public LookupServing,
 
   LookupAPIClient(std::shared_ptr<Executor> executor, std::shared_ptr<AccessTokenProviding> auth,
                   std::shared_ptr<HttpTransport> transport, const Url& baseURL,
-                  std::optional<Url> pronunciationURLOverride);
+                  std::optional<Url> pronunciationURLOverride, Limits limits = {});
 
   // "TRELVIS_PRONUNCIATION_URL", trimmed, when it is not empty and parses.
   static std::optional<Url> pronunciationURLOverrideFrom(const EnvironmentLookup& environment);
@@ -106,6 +118,7 @@ class LookupAPIClient final : public LookupServing,
   std::shared_ptr<AccessTokenProviding> auth_;
   std::shared_ptr<HttpTransport> transport_;
   std::optional<Url> pronunciationURLOverride_;
+  const Limits limits_;
   Url baseURL_;  // only touched on executor_, after construction
 };
 

@@ -118,12 +118,12 @@ LookupError LookupError::from(const std::exception_ptr& error) {
     return fromURLError(urlError);
   } catch (const json::DecodeError& decodeError) {
     return LookupError(LookupErrorCode::protocolError, decodeError.what());
-  } catch (const nlohmann::json::parse_error& parseError) {
-    // The library's message quotes the text around the fault, which may be private.
-    return LookupError(LookupErrorCode::protocolError,
-                       "invalid JSON at byte " + std::to_string(parseError.byte));
   } catch (const nlohmann::json::exception& jsonError) {
-    return LookupError(LookupErrorCode::protocolError, jsonError.what());
+    // JSON from outside goes through json::parse, which raises DecodeError; this is a
+    // fault of our own. The library's messages may quote the text, which may be
+    // private: the error's number says enough.
+    return LookupError(LookupErrorCode::protocolError,
+                       "JSON error " + std::to_string(jsonError.id));
   } catch (const std::exception& other) {
     return LookupError(LookupErrorCode::unknown, other.what());
   } catch (...) {

@@ -1,5 +1,6 @@
 #include "platform/files/json_file_preference_store.h"
 
+#include "base/json_decode.h"
 #include "base/log.h"
 
 #include <fcntl.h>
@@ -7,8 +8,6 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include <nlohmann/json.hpp>
 
 #include <cerrno>
 #include <cstdint>
@@ -269,15 +268,32 @@ JsonFilePreferenceStore::DiskRead JsonFilePreferenceStore::readDisk() const {
   }
   ::close(fd);
 
-  nlohmann::json json;
+  auto values = decodeFile(text);
+  if (!values) return {moveAside(values.error()), {}};
+  return {DiskState::valid, std::move(*values)};
+}
+
+tl::expected<PreferenceValue::Dictionary, std::string> JsonFilePreferenceStore::decodeFile(
+    std::string_view text) {
+  nlohmann::json document;
   try {
-    json = nlohmann::json::parse(text);
-  } catch (const nlohmann::json::parse_error&) {
-    return {moveAside("is not valid JSON"), {}};
+    document = json::parse(text);
+  } catch (const json::DecodeError& error) {
+    return tl::make_unexpected("is not valid JSON (" + std::string(error.what()) + ")");
   }
-  if (!json.is_object()) return {moveAside("does not hold a JSON object"), {}};
-  std::optional<PreferenceValue> values = fromJson(json);
-  return {DiskState::valid, std::move(*values->getIf<PreferenceValue::Dictionary>())};
+  if (!document.is_object()) return tl::make_unexpected("does not hold a JSON object");
+  std::optional<PreferenceValue> values = fromJson(document);
+  return std::move(*values->getIf<PreferenceValue::Dictionary>());
+}
+
+std::optional<std::string> JsonFilePreferenceStore::encodeFile(
+    const PreferenceValue::Dictionary& values) {
+  try {
+    return toJson(PreferenceValue(values)).dump(2) + "\n";
+  } catch (const nlohmann::json::exception& error) {
+    kLog.error("could not encode the preferences: {}", error.what());
+    return std::nullopt;
+  }
 }
 
 JsonFilePreferenceStore::DiskState JsonFilePreferenceStore::moveAside(
@@ -306,20 +322,15 @@ JsonFilePreferenceStore::DiskState JsonFilePreferenceStore::moveAside(
 }
 
 bool JsonFilePreferenceStore::save(const PreferenceValue::Dictionary& values) const {
-  std::string text;
-  try {
-    text = toJson(PreferenceValue(values)).dump(2) + "\n";
-  } catch (const nlohmann::json::exception& error) {
-    kLog.error("could not encode the preferences: {}", error.what());
-    return false;
-  }
+  const std::optional<std::string> text = encodeFile(values);
+  if (!text) return false;
   std::string temporary = filePath_.string() + std::string(kTemporaryInfix) + "XXXXXX";
   const int fd = ::mkostemp(temporary.data(), O_CLOEXEC);
   if (fd < 0) {
     kLog.error("could not save the preferences in {}: {}", directory_.string(), errorText(errno));
     return false;
   }
-  bool written = writeAll(fd, text) && ::fsync(fd) == 0;
+  bool written = writeAll(fd, *text) && ::fsync(fd) == 0;
   int error = errno;
   if (::close(fd) != 0 && written) {
     written = false;

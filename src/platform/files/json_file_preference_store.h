@@ -15,14 +15,17 @@
 // save or at the next launch. A store must not be used across fork(): the child
 // would share its lock.
 //
-// A file that cannot be read as a JSON object (bad syntax, invalid UTF-8, another
-// top-level value, an I/O error) is never overwritten: it is logged, renamed to
-// "preferences.json.corrupt-<UTC time>" and read as empty. Types survive the round
-// trip: an integer stays an integer, a double stays a double even with an integral
-// value (2.0 is written "2.0"), a Boolean stays a Boolean.
+// A file that cannot be read as a JSON object (bad syntax, invalid UTF-8, a number
+// beyond a double, nesting too deep, another top-level value, an I/O error) is never
+// overwritten: it is logged, renamed to "preferences.json.corrupt-<UTC time>" and
+// read as empty. Types survive the round trip: an integer stays an integer, a double
+// stays a double even with an integral value (2.0 is written "2.0"), a Boolean stays
+// a Boolean.
 
 #include "core/prefs/preference_store.h"
 #include "core/prefs/preferred_languages.h"
+
+#include <tl/expected.hpp>
 
 #include <chrono>
 #include <filesystem>
@@ -52,6 +55,15 @@ class JsonFilePreferenceStore final : public PreferenceStore {
   static constexpr const char* kFileName = "preferences.json";
 
   const std::filesystem::path& filePath() const { return filePath_; }
+
+  // The file's text as the values it holds, or what is wrong with it (bad syntax,
+  // invalid UTF-8, another top-level value, a number beyond a double, nesting too
+  // deep), worded to follow the file's name in a log line. JSON nulls are left out.
+  static tl::expected<PreferenceValue::Dictionary, std::string> decodeFile(
+      std::string_view text);
+  // The text that decodeFile reads back as `values`; nothing when a value cannot be
+  // written (text that is not UTF-8).
+  static std::optional<std::string> encodeFile(const PreferenceValue::Dictionary& values);
 
   std::optional<PreferenceValue> value(std::string_view key) const override;
   void remove(std::string_view key) override;

@@ -90,7 +90,7 @@ TEST_F(LookupAPIClientTest, StreamsEventsWithTimingFirstAndSendsTheRequest) {
   EXPECT_EQ(request.headers.get("Authorization"), "Bearer token-1");
   EXPECT_EQ(request.headers.get("Accept"), "text/event-stream");
   EXPECT_EQ(request.headers.get("X-Trelvis-Platform"), "linux");
-  EXPECT_EQ(request.timeout, 30s);
+  EXPECT_EQ(request.timeout, 60s);  // above every phase, which decide first
   EXPECT_TRUE(request.headers.get("Content-Type")
                   ->starts_with("multipart/form-data; boundary=----trelvis-"));
 
@@ -438,6 +438,37 @@ TEST_F(PronunciationTest, FailuresCarryTheBodyText) {
   };
   EXPECT_EQ(message(binary), "Pronunciation request failed");
   EXPECT_EQ(message(text), "no such word");
+}
+
+TEST_F(PronunciationTest, HostileJSONRepliesAreClassifiedWithoutQuotingThem) {
+  const std::string bodies[] = {
+      R"({"lookupText":"cat","pronunciationUrl":1e400})",
+      "{\"lookupText\":\"cat\xFF\"}",
+      std::string(100000, '[') + std::string(100000, ']'),
+  };
+  for (const auto& body : bodies) {
+    SCOPED_TRACE(body.substr(0, 30));
+    transport_->enqueueReply(200, body);
+    auto pronunciation = attempt(std::nullopt);
+    scheduler_.runUntilIdle();
+    ASSERT_TRUE(pronunciation.isDone());
+    std::exception_ptr failure;
+    try {
+      pronunciation.value();
+    } catch (...) {
+      failure = std::current_exception();
+    }
+    const LookupError error = LookupError::from(failure);
+    EXPECT_EQ(error.code(), LookupErrorCode::protocolError);
+    EXPECT_EQ(error.detail()->find("1e400"), std::string::npos) << *error.detail();
+
+    // The same body with a 429 is an ordinary rate limit.
+    collected_ = {};
+    transport_->enqueueReply(429, body);
+    auto lookup = startLookup();
+    scheduler_.runUntilIdle();
+    EXPECT_EQ(LookupError::from(collected_.error).code(), LookupErrorCode::rateLimited);
+  }
 }
 
 }  // namespace

@@ -247,7 +247,7 @@ TEST(LookupErrorTest, FromClassifiesEachKindOfFailure) {
        LookupError(Code::networkUnavailable, "offline")},
       {"decoding", decodeFailure, LookupError(Code::protocolError, "expected an integer")},
       {"library parse error", libraryFailure,
-       LookupError(Code::protocolError, "invalid JSON at byte 12")},
+       LookupError(Code::protocolError, "JSON error 101")},
       {"other std exception", thrown(std::runtime_error("disk full")),
        LookupError(Code::unknown, "disk full")},
       {"not a std exception", thrown(42),

@@ -178,6 +178,15 @@ TEST(LookupSSEParserTest, MalformedInputRaises) {
        false},
       {"malformed quota",
        "event: lookup.error\ndata: {\"message\":\"m\",\"quota\":{\"used\":1}}\n\n", false},
+      {"invalid UTF-8 inside a JSON string",
+       "event: lookup.error\ndata: {\"message\":\"\xFF\"}\n\n", true},
+      {"number beyond a double", "event: lookup.field.delta\ndata: {\"seq\":1e400}\n\n", false},
+      {"lone surrogate escape", "event: lookup.error\ndata: {\"message\":\"\\ud800\"}\n\n",
+       false},
+      {"nested too deep",
+       "event: lookup.completed\ndata: " + std::string(5000, '[') + std::string(5000, ']') +
+           "\n\n",
+       false},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
@@ -190,6 +199,16 @@ TEST(LookupSSEParserTest, MalformedInputRaises) {
       }
     } else {
       EXPECT_THROW(parse(c.bytes), json::DecodeError);
+      // What reaches the card is a protocol error that quotes none of the payload.
+      try {
+        parse(c.bytes);
+      } catch (...) {
+        const LookupError error = LookupError::from(std::current_exception());
+        EXPECT_EQ(error.code(), LookupErrorCode::protocolError);
+        for (const char* quoted : {"1e400", "ud800", "[[", "seq\"", "\"1\""}) {
+          EXPECT_EQ(error.detail()->find(quoted), std::string::npos) << *error.detail();
+        }
+      }
     }
   }
 }

@@ -137,15 +137,25 @@ TEST(JsonFilePreferenceStoreTest, ValuesKeepTheirTypesAcrossLaunches) {
 }
 
 TEST(JsonFilePreferenceStoreTest, DamagedFilesAreMovedAsideAndNeverOverwritten) {
-  const std::string damaged[] = {"{\"half\": ", "[1, 2]", "\"text\"", "{\"k\": \"\xFF\xFE\"}", ""};
+  const std::string deep = std::string(100000, '[') + std::string(100000, ']');
+  const std::string damaged[] = {"{\"half\": ",
+                                 "[1, 2]",
+                                 "\"text\"",
+                                 "{\"k\": \"\xFF\xFE\"}",
+                                 "",
+                                 "{\"k\": 1e400}",
+                                 "{\"k\": -1e400}",
+                                 "{\"k\": " + deep + "}"};
   for (const std::string& content : damaged) {
-    SCOPED_TRACE(content);
+    SCOPED_TRACE(content.substr(0, 20));
     TempDir temp;
     writeFile(temp.path() / "preferences.json", content);
     LogCapture log;
     JsonFilePreferenceStore store(temp.path(), fixedTime);
     EXPECT_EQ(store.value("k"), std::nullopt);
-    EXPECT_EQ(log.records("preferences").size(), 1u);
+    const auto records = log.records("preferences");
+    ASSERT_EQ(records.size(), 1u);
+    EXPECT_EQ(records[0].message.find("1e400"), std::string::npos) << records[0].message;
     EXPECT_EQ(readFile(temp.path() / "preferences.json.corrupt-20261121T051530Z"), content);
 
     store.setBool("x", true);
