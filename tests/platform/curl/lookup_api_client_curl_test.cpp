@@ -57,7 +57,7 @@ class LookupAPIClientCurlTest : public ::testing::Test {
     release_.open();
   }
 
-  std::shared_ptr<RunLoop> loop_ = RunLoop::make();
+  RunLoop loop_;
   std::atomic<bool> released_{false};
   Gate release_;
   LoopbackServer<> server_;
@@ -79,11 +79,11 @@ TEST_F(LookupAPIClientCurlTest, ASilentServerTimesOutInThePhaseItFellSilentIn) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.prefix);
     auto client = std::make_shared<LookupAPIClient>(
-        loop_, std::make_shared<FakeAccessTokenProvider>(), transport_,
+        loop_.executor(), std::make_shared<FakeAccessTokenProvider>(), transport_,
         *Url::parse(server_.url(c.prefix)), std::nullopt, kLimits);
     size_t events = 0;
     std::exception_ptr failure;
-    auto task = spawn(loop_, [&]() -> Async<void> {
+    auto task = spawn(loop_.executor(), [&]() -> Async<void> {
       auto stream = client->lookupStream(NativeCapture{});
       try {
         while (co_await stream.next()) ++events;
@@ -91,7 +91,7 @@ TEST_F(LookupAPIClientCurlTest, ASilentServerTimesOutInThePhaseItFellSilentIn) {
         failure = std::current_exception();
       }
     });
-    ASSERT_TRUE(loop_->runUntil([&] { return task.isDone(); }, 10s));
+    ASSERT_TRUE(loop_.runUntil([&] { return task.isDone(); }, 10s));
     EXPECT_EQ(events, c.eventsBefore);
     EXPECT_EQ(LookupError::from(failure).description(),
               "LookupError(timeout, timeout_" + std::string(toString(c.phase)) + ")");
