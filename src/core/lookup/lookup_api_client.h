@@ -54,6 +54,8 @@ class LookupAPIClient final : public LookupServing,
   static constexpr Duration kFirstEventLimit = std::chrono::seconds(30);
   static constexpr Duration kStreamIdleLimit = std::chrono::seconds(10);
   static constexpr Duration kRequestTimeout = std::chrono::seconds(30);
+  // The whole request, however lively the stream, ends after an hour.
+  static constexpr Duration kResourceLimit = std::chrono::hours(1);
 
   // The parts of a POST that stay the same when it is sent again after a refresh.
   struct Payload {
