@@ -14,3 +14,5 @@ pkg_check_modules(XLIB REQUIRED IMPORTED_TARGET x11 x11-xcb xcb)
 pkg_check_modules(XI REQUIRED IMPORTED_TARGET xi)
 pkg_check_modules(XTST REQUIRED IMPORTED_TARGET xtst)
 pkg_check_modules(XRANDR REQUIRED IMPORTED_TARGET xrandr)
+# The Secret Service (libsecret over GLib's D-Bus) that keeps the refresh token.
+pkg_check_modules(LIBSECRET REQUIRED IMPORTED_TARGET libsecret-1)
