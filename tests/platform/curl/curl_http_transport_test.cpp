@@ -24,69 +24,13 @@
 #include "base/async/run_loop.h"
 #include "base/async/task.h"
 #include "core/net/url_error.h"
+#include "support/loopback_http_server.h"
 
 namespace trelvis {
 namespace {
 
 using namespace std::chrono_literals;
 using Log = std::vector<std::string>;
-
-// Where server handlers wait until the test lets them go on. The wait is bounded
-// so that a failing test never leaves a server thread stuck.
-class Gate {
- public:
-  void open() {
-    {
-      std::lock_guard lock(mutex_);
-      open_ = true;
-    }
-    opened_.notify_all();
-  }
-  bool wait() {
-    std::unique_lock lock(mutex_);
-    return opened_.wait_for(lock, 5s, [&] { return open_; });
-  }
-
- private:
-  std::mutex mutex_;
-  std::condition_variable opened_;
-  bool open_ = false;
-};
-
-// An httplib server on 127.0.0.1, at a port of its choosing, on its own thread.
-// Add routes before start().
-template <class Server = httplib::Server>
-class LoopbackServer {
- public:
-  template <class... Args>
-  explicit LoopbackServer(Args&&... args)
-      : server_(std::make_unique<Server>(std::forward<Args>(args)...)) {}
-  ~LoopbackServer() {
-    if (!thread_.joinable()) return;
-    server_->stop();
-    thread_.join();
-  }
-
-  Server& operator*() { return *server_; }
-  Server* operator->() { return server_.get(); }
-
-  void start() {
-    port_ = server_->bind_to_any_port("127.0.0.1");
-    ASSERT_GT(port_, 0);
-    thread_ = std::thread([this] { server_->listen_after_bind(); });
-    // stop() does nothing to a server that is not running yet.
-    while (!server_->is_running()) std::this_thread::sleep_for(1ms);
-  }
-
-  std::string url(const std::string& path, const char* scheme = "http") const {
-    return std::string(scheme) + "://127.0.0.1:" + std::to_string(port_) + path;
-  }
-
- private:
-  std::unique_ptr<Server> server_;
-  std::thread thread_;
-  int port_ = 0;
-};
 
 HttpRequest makeRequest(const std::string& url) {
   auto parsed = Url::parse(url);
