@@ -221,6 +221,36 @@ TEST(AuthSessionCoordinatorTest, ALoginDuringARefreshWinsAndTheRefreshResultIsDi
   EXPECT_EQ(h.published, (std::vector{signedIn(kGrace)}));
 }
 
+TEST(AuthSessionCoordinatorTest, AStaleRefreshLeavesTheNewerOneInPlace) {
+  Harness h;
+  h.storeToken("r0");
+  auto stale = h.start([](auto& s) { return s.getAccessToken(true); });
+  h.scheduler.runUntilIdle();
+  auto login = h.start([](auto& s) { return s.login("grace@example.com", "password1"); });
+  h.scheduler.runUntilIdle();
+  // The login's save cancels the first refresh; a caller that comes right after
+  // starts a second one before the first refresh's waiter has woken up.
+  auto& loginExchange = h.transport->last();
+  loginExchange.respond(200);
+  loginExchange.sendBody(pairReply("a2", "r2", kGrace));
+  loginExchange.finishBody();
+  auto fresh = h.start([](auto& s) { return s.getAccessToken(true); });
+  h.scheduler.runUntilIdle();
+  EXPECT_EQ(stale.value(), token("a2"));
+  ASSERT_EQ(h.paths(), (std::vector<std::string>{"/trelvis/v1/auth/refresh", "/trelvis/v1/auth/login",
+                                                 "/trelvis/v1/auth/refresh"}));
+  EXPECT_EQ(Json::parse(h.transport->last().body()), (Json{{"refreshToken", "r2"}}));
+
+  // A third caller still joins the running refresh.
+  auto joiner = h.start([](auto& s) { return s.getAccessToken(true); });
+  h.scheduler.runUntilIdle();
+  EXPECT_EQ(h.recent().size(), 3u);
+  h.reply(200, pairReply("a3", "r3", kGrace));
+  EXPECT_EQ(fresh.value(), token("a3"));
+  EXPECT_EQ(joiner.value(), token("a3"));
+  EXPECT_EQ(h.storedToken(), "r3");
+}
+
 TEST(AuthSessionCoordinatorTest, ARefreshSignsOutOnlyWhenTheServerRejectsTheToken) {
   struct Case {
     int status;  // 0: the request fails in the transport
@@ -549,13 +579,13 @@ TEST(AuthSessionCoordinatorTest, ASlowConsumerOfSessionUpdatesSeesTheNewest) {
   auto updates = session->sessionUpdates();
   auto main = scheduler.makeExecutor();
   tokens->put(kService, "refreshToken", "");
-  // Three changes before anyone reads: signed out, signed in, signed out again.
+  // Three changes before anyone reads: signed out, signed in, signed in as another.
   auto changes = spawn(main, [session, transport]() -> Async<void> {
     (void)co_await session->getAccessToken(false);
     transport->enqueueReply(200, pairReply("a1", "r1", kAda));
-    transport->enqueueReply(204, "");
+    transport->enqueueReply(200, pairReply("a2", "r2", kGrace));
     (void)co_await session->login("ada@example.com", "password1");
-    (void)co_await session->logout();
+    (void)co_await session->login("grace@example.com", "password2");
   });
   scheduler.runUntilIdle();
   ASSERT_TRUE(changes.isDone());
@@ -564,8 +594,8 @@ TEST(AuthSessionCoordinatorTest, ASlowConsumerOfSessionUpdatesSeesTheNewest) {
     if (auto snapshot = co_await updates.next()) seen.push_back(*snapshot);
   });
   scheduler.runUntilIdle();
-  EXPECT_EQ(seen, (std::vector{AuthSessionSnapshot::signedOut()}));
-  EXPECT_EQ(transport->exchanges().size(), 2u);  // the login and the logout
+  EXPECT_EQ(seen, (std::vector{signedIn(kGrace)}));
+  EXPECT_EQ(transport->exchanges().size(), 2u);
 }
 
 }  // namespace
