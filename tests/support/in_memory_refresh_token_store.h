@@ -25,9 +25,15 @@ class InMemoryRefreshTokenStore final : public RefreshTokenStoring {
   };
 
   // The next call of that operation raises `message` (as a std::runtime_error).
-  void failNextRead(std::string message) { locked([&] { failRead_ = std::move(message); }); }
-  void failNextSave(std::string message) { locked([&] { failSave_ = std::move(message); }); }
-  void failNextDelete(std::string message) { locked([&] { failDelete_ = std::move(message); }); }
+  void failNextRead(std::string message) {
+    locked([&] { failRead_ = std::move(message); });
+  }
+  void failNextSave(std::string message) {
+    locked([&] { failSave_ = std::move(message); });
+  }
+  void failNextDelete(std::string message) {
+    locked([&] { failDelete_ = std::move(message); });
+  }
 
   void put(std::string service, std::string account, std::string token) {
     locked([&] { tokens_[{std::move(service), std::move(account)}] = std::move(token); });

@@ -15,22 +15,19 @@ namespace {
 
 using Kind = AuthSessionError::Kind;
 
-std::vector<std::string> pathPieces(const std::string& path) {
-  std::vector<std::string> pieces;
+// The URL with its path's empty segments dropped: "/api//v1/" becomes "/api/v1",
+// "/" becomes "".
+Url withoutEmptySegments(const Url& url) {
+  const std::string path = url.path();
+  std::string kept;
   std::size_t start = 0;
-  while (start <= path.size()) {
+  while (start < path.size()) {
     std::size_t slash = path.find('/', start);
     if (slash == std::string::npos) slash = path.size();
-    if (slash > start) pieces.push_back(path.substr(start, slash - start));
+    if (slash > start) kept += "/" + path.substr(start, slash - start);
     start = slash + 1;
   }
-  return pieces;
-}
-
-std::string joinedPath(const std::vector<std::string>& pieces) {
-  std::string path;
-  for (const auto& piece : pieces) path += "/" + piece;
-  return path.empty() ? "/" : path;
+  return url.settingPath(kept);
 }
 
 // A refresh token that is rejected (or a request the server cannot read) ends
@@ -52,28 +49,30 @@ AuthSessionError credentialFailure(const std::exception_ptr& error) {
 
 }  // namespace
 
-AuthSessionCoordinator::AuthSessionCoordinator(std::shared_ptr<Executor> executor,
-                                               const Url& baseURL,
-                                               std::shared_ptr<AuthHTTPClient> httpClient,
-                                               std::shared_ptr<RefreshTokenStoring> refreshTokenStore,
-                                               std::shared_ptr<AuthUserStoring> userStore,
-                                               std::string service)
+AuthSessionCoordinator::AuthSessionCoordinator(
+    std::shared_ptr<Executor> executor, const Url& baseURL,
+    std::shared_ptr<AuthHTTPClient> httpClient,
+    std::shared_ptr<RefreshTokenStoring> refreshTokenStore,
+    std::shared_ptr<AuthUserStoring> userStore, std::string service)
+    : AuthSessionCoordinator(std::move(executor), baseURL, std::move(httpClient),
+                             std::move(refreshTokenStore), std::move(userStore), std::move(service),
+                             AsyncStream<AuthSessionSnapshot>::make(StreamBuffering::newestOnly)) {}
+
+AuthSessionCoordinator::AuthSessionCoordinator(
+    std::shared_ptr<Executor> executor, const Url& baseURL,
+    std::shared_ptr<AuthHTTPClient> httpClient,
+    std::shared_ptr<RefreshTokenStoring> refreshTokenStore,
+    std::shared_ptr<AuthUserStoring> userStore, std::string service, SessionUpdates sessionUpdates)
     : executor_(std::move(executor)),
-      baseURL_(baseURL),
-      basePath_(pathPieces(baseURL.path())),
+      // Endpoints are segments appended to the base's own; a trailing slash would
+      // make an empty one.
+      baseURL_(withoutEmptySegments(baseURL)),
       httpClient_(std::move(httpClient)),
       refreshTokenStore_(std::move(refreshTokenStore)),
       userStore_(std::move(userStore)),
       service_(std::move(service)),
-      sessionUpdateContinuation_([this] {
-        auto [stream, continuation] =
-            AsyncStream<AuthSessionSnapshot>::make(StreamBuffering::newestOnly);
-        sessionUpdates_.emplace(std::move(stream));
-        return continuation;
-      }()) {
-  // A trailing slash, or a run of them, would make empty segments.
-  baseURL_ = baseURL_.settingPath(joinedPath(basePath_));
-}
+      sessionUpdates_(std::move(sessionUpdates.first)),
+      sessionUpdateContinuation_(std::move(sessionUpdates.second)) {}
 
 Url AuthSessionCoordinator::effectiveBaseURL(const EnvironmentLookup& environment) {
   return trelvis::effectiveBaseURL(environment);
@@ -111,8 +110,9 @@ Async<AuthResult<AuthSessionSnapshot>> AuthSessionCoordinator::restore() {
   });
 }
 
-Async<AuthResult<AuthSessionSnapshot>> AuthSessionCoordinator::registerAccount(
-    std::string email, std::string password, std::string code) {
+Async<AuthResult<AuthSessionSnapshot>> AuthSessionCoordinator::registerAccount(std::string email,
+                                                                               std::string password,
+                                                                               std::string code) {
   return runOn(executor_,
                [self = shared_from_this(), email = std::move(email), password = std::move(password),
                 code = std::move(code)]() -> Async<AuthResult<AuthSessionSnapshot>> {
@@ -127,9 +127,9 @@ Async<AuthResult<AuthSessionSnapshot>> AuthSessionCoordinator::login(std::string
   return runOn(executor_,
                [self = shared_from_this(), email = std::move(email),
                 password = std::move(password)]() -> Async<AuthResult<AuthSessionSnapshot>> {
-                 co_return co_await self->signInOnContext(self->endpoint({"v1", "auth", "login"}),
-                                                          {{"email", email}, {"password", password}},
-                                                          false);
+                 co_return co_await self->signInOnContext(
+                     self->endpoint({"v1", "auth", "login"}),
+                     {{"email", email}, {"password", password}}, false);
                });
 }
 
@@ -139,10 +139,10 @@ Async<AuthResult<int64_t>> AuthSessionCoordinator::sendEmailCode(std::string ema
   return runOn(executor_,
                [self = shared_from_this(), email = std::move(email), purpose,
                 languageCode = std::move(languageCode)]() -> Async<AuthResult<int64_t>> {
-                 auto outcome = co_await self->send(
-                     self->endpoint({"v1", "auth", "email-codes"}),
-                     {{"email", email}, {"purpose", std::string(toString(purpose))},
-                      {"locale", languageCode}});
+                 auto outcome = co_await self->send(self->endpoint({"v1", "auth", "email-codes"}),
+                                                    {{"email", email},
+                                                     {"purpose", std::string(toString(purpose))},
+                                                     {"locale", languageCode}});
                  co_return emailCodeResult(outcome);
                });
 }
@@ -167,11 +167,11 @@ Async<AuthResult<AuthSessionSnapshot>> AuthSessionCoordinator::logout() {
 
 Async<AuthResult<std::optional<std::string>>> AuthSessionCoordinator::getAccessToken(
     bool forceRefresh) {
-  return runOn(executor_,
-               [self = shared_from_this(),
-                forceRefresh]() -> Async<AuthResult<std::optional<std::string>>> {
-                 co_return co_await self->getAccessTokenOnContext(forceRefresh);
-               });
+  return runOn(
+      executor_,
+      [self = shared_from_this(), forceRefresh]() -> Async<AuthResult<std::optional<std::string>>> {
+        co_return co_await self->getAccessTokenOnContext(forceRefresh);
+      });
 }
 
 Async<AuthResult<bool>> AuthSessionCoordinator::canAttemptOnContext() {
@@ -318,28 +318,29 @@ void AuthSessionCoordinator::publish(AuthSessionSnapshot snapshot) {
   sessionUpdateContinuation_.yield(std::move(snapshot));
 }
 
-Async<AuthResult<AuthTokenPair>> AuthSessionCoordinator::refreshTokenPair(std::string refreshToken) {
+Async<AuthResult<AuthTokenPair>> AuthSessionCoordinator::refreshTokenPair(
+    std::string refreshToken) {
   if (inFlightRefresh_) {
     // Joins the running request; this caller's token is the same or older.
     auto running = inFlightRefresh_->task;
     co_return co_await running;
   }
   const uint64_t id = ++nextRefreshID_;
-  auto task = spawn(executor_,
-                    [httpClient = httpClient_, url = endpoint({"v1", "auth", "refresh"}),
-                     refreshToken = std::move(refreshToken)]() -> Async<AuthResult<AuthTokenPair>> {
-                      try {
-                        co_return tokenPairResult(co_await httpClient->postJSON(
-                            url, {{"refreshToken", refreshToken}}, std::nullopt));
-                      } catch (const CancellationError&) {
-                        // Only a change of session cancels a refresh, and that
-                        // change makes every waiter drop this result.
-                        co_return tl::unexpected(
-                            AuthSessionError::network("The token refresh was cancelled."));
-                      } catch (...) {
-                        co_return tokenPairResult(tl::unexpected(std::current_exception()));
-                      }
-                    });
+  auto task = spawn(
+      executor_,
+      [httpClient = httpClient_, url = endpoint({"v1", "auth", "refresh"}),
+       refreshToken = std::move(refreshToken)]() -> Async<AuthResult<AuthTokenPair>> {
+        try {
+          co_return tokenPairResult(
+              co_await httpClient->postJSON(url, {{"refreshToken", refreshToken}}, std::nullopt));
+        } catch (const CancellationError&) {
+          // Only a change of session cancels a refresh, and that
+          // change makes every waiter drop this result.
+          co_return tl::unexpected(AuthSessionError::network("The token refresh was cancelled."));
+        } catch (...) {
+          co_return tokenPairResult(tl::unexpected(std::current_exception()));
+        }
+      });
   inFlightRefresh_ = InFlightRefresh{id, task};
   auto result = co_await task;
   // A newer refresh may have been installed after a change of session; it is not

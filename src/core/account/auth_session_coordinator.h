@@ -21,7 +21,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
+#include <utility>
 
 #include "base/async/async_stream.h"
 #include "base/async/task.h"
@@ -94,6 +94,15 @@ class AuthSessionCoordinator final : public AccessTokenProviding,
   const std::string& service() const { return service_; }
 
  private:
+  using SessionUpdates =
+      std::pair<AsyncStream<AuthSessionSnapshot>, AsyncStream<AuthSessionSnapshot>::Continuation>;
+
+  AuthSessionCoordinator(std::shared_ptr<Executor> executor, const Url& baseURL,
+                         std::shared_ptr<AuthHTTPClient> httpClient,
+                         std::shared_ptr<RefreshTokenStoring> refreshTokenStore,
+                         std::shared_ptr<AuthUserStoring> userStore, std::string service,
+                         SessionUpdates sessionUpdates);
+
   struct InFlightRefresh {
     uint64_t id;
     Task<AuthResult<AuthTokenPair>> task;  // never fails
@@ -129,8 +138,7 @@ class AuthSessionCoordinator final : public AccessTokenProviding,
   Async<std::optional<AuthResult<AuthTokenPair>>> refreshAndSave(std::string refreshToken);
 
   const std::shared_ptr<Executor> executor_;
-  Url baseURL_;
-  std::vector<std::string> basePath_;  // the base URL's path pieces, percent-encoded
+  const Url baseURL_;  // without empty path segments
   const std::shared_ptr<AuthHTTPClient> httpClient_;
   const std::shared_ptr<RefreshTokenStoring> refreshTokenStore_;
   const std::shared_ptr<AuthUserStoring> userStore_;

@@ -32,7 +32,9 @@ struct AuthSessionSnapshot {
   std::optional<AuthUser> user;
 
   static AuthSessionSnapshot signedOut() { return {}; }
-  static AuthSessionSnapshot signedIn(std::optional<AuthUser> user) { return {true, std::move(user)}; }
+  static AuthSessionSnapshot signedIn(std::optional<AuthUser> user) {
+    return {true, std::move(user)};
+  }
 
   friend bool operator==(const AuthSessionSnapshot&, const AuthSessionSnapshot&) = default;
 };

@@ -29,8 +29,8 @@
 namespace trelvis {
 
 template <class E>
-concept AuthenticatedClientError =
-    requires(AuthSessionError failure, int status, std::string text) {
+concept AuthenticatedClientError = requires(AuthSessionError failure, int status,
+                                            std::string text) {
   { E::auth(failure) } -> std::same_as<E>;
   { E::unauthenticated() } -> std::same_as<E>;
   { E::invalidResponse() } -> std::same_as<E>;
@@ -40,9 +40,8 @@ concept AuthenticatedClientError =
 
 // `request` is complete apart from "Authorization", which is set here for each try.
 template <AuthenticatedClientError E>
-Async<std::string> performAuthenticatedRequest(AccessTokenProviding& auth,
-                                               HttpTransport& transport, HttpRequest request,
-                                               bool forceRefresh = false,
+Async<std::string> performAuthenticatedRequest(AccessTokenProviding& auth, HttpTransport& transport,
+                                               HttpRequest request, bool forceRefresh = false,
                                                bool retryOnUnauthorized = true) {
   auto token = co_await auth.getAccessToken(forceRefresh);
   if (!token) throw E::auth(token.error());

@@ -329,7 +329,8 @@ void SecretServiceRefreshTokenStore::saveRefreshToken(std::string_view token,
     if (!call.unlock(&objects, 1)) fail(std::string(kLockedDetail));
   }
   auto attributes = attributesFor(serviceName, accountName);
-  SecretValuePtr value(secret_value_new(token.data(), static_cast<gssize>(token.size()), "text/plain"));
+  SecretValuePtr value(
+      secret_value_new(token.data(), static_cast<gssize>(token.size()), "text/plain"));
   call.createItem(collection.get(), attributes.get(), value.get());
 }
 

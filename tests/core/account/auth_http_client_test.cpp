@@ -21,10 +21,11 @@ using namespace std::chrono_literals;
 class TransportAuthHTTPClientTest : public ::testing::Test {
  protected:
   Task<AuthHTTPResponse> post(AuthRequestBody body, std::optional<std::string> bearer = {}) {
-    return spawn(main_, [this, body = std::move(body),
-                         bearer = std::move(bearer)]() -> Async<AuthHTTPResponse> {
-      co_return co_await client_.postJSON(url_, body, bearer);
-    });
+    return spawn(
+        main_,
+        [this, body = std::move(body), bearer = std::move(bearer)]() -> Async<AuthHTTPResponse> {
+          co_return co_await client_.postJSON(url_, body, bearer);
+        });
   }
 
   std::vector<std::string> authLog() const {
@@ -88,8 +89,9 @@ TEST_F(TransportAuthHTTPClientTest, FailuresAreRaisedAsTheyAreAndLogged) {
   scheduler_.runUntilIdle();
   EXPECT_THROW(task.value(), URLError);
   ASSERT_EQ(authLog().size(), 2u);
-  EXPECT_EQ(authLog()[1],
-            "Trelvis auth request failed https://api.test/trelvis/v1/auth/login: Could not connect.");
+  EXPECT_EQ(
+      authLog()[1],
+      "Trelvis auth request failed https://api.test/trelvis/v1/auth/login: Could not connect.");
 
   // No status line at all is not HTTP.
   auto noStatus = post({});

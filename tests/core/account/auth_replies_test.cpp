@@ -89,26 +89,31 @@ TEST(AuthRepliesTest, EveryReplyMapsToItsResult) {
       {E::tokenPair, 404, "", "AuthSessionError.emailNotRegistered"},
       {E::tokenPair, 409, "", "AuthSessionError.emailAlreadyRegistered"},
       {E::tokenPair, 429, "", "AuthSessionError.verificationCooldown(60)"},
-      {E::tokenPair, 429, R"({"retryAfterSeconds":42})", "AuthSessionError.verificationCooldown(42)"},
+      {E::tokenPair, 429, R"({"retryAfterSeconds":42})",
+       "AuthSessionError.verificationCooldown(42)"},
       {E::tokenPair, 429, R"({"retryAfterSeconds":0})", "AuthSessionError.verificationCooldown(1)"},
-      {E::tokenPair, 429, R"({"retryAfterSeconds":-5})", "AuthSessionError.verificationCooldown(1)"},
+      {E::tokenPair, 429, R"({"retryAfterSeconds":-5})",
+       "AuthSessionError.verificationCooldown(1)"},
       {E::tokenPair, 429, R"({"retryAfterSeconds":"30"})",
        "AuthSessionError.verificationCooldown(60)"},
       {E::tokenPair, 429, R"([30])", "AuthSessionError.verificationCooldown(60)"},
       {E::tokenPair, 503, R"({"detail":"maintenance"})", "AuthSessionError.server(maintenance)"},
       {E::tokenPair, 500, "{}", "AuthSessionError.server()"},
       {E::tokenPair, 302, "moved", "AuthSessionError.server(moved)"},
-      {E::tokenPair, 0, "The request timed out.", "AuthSessionError.network(The request timed out.)"},
+      {E::tokenPair, 0, "The request timed out.",
+       "AuthSessionError.network(The request timed out.)"},
       // The email-code request: 502 and 503 are a failed delivery there only.
       {E::emailCode, 200, R"({"cooldownSeconds":45})", "cooldown 45"},
       {E::emailCode, 202, R"({"cooldownSeconds":-3})", "cooldown -3"},
       {E::emailCode, 200, R"({"sent":true})", "AuthSessionError.invalidResponse"},
       {E::emailCode, 200, R"({"cooldownSeconds":"45"})", "AuthSessionError.invalidResponse"},
       {E::emailCode, 200, "45", "AuthSessionError.invalidResponse"},
-      {E::emailCode, 503, R"({"detail":"smtp down"})", "AuthSessionError.verificationDeliveryFailed"},
+      {E::emailCode, 503, R"({"detail":"smtp down"})",
+       "AuthSessionError.verificationDeliveryFailed"},
       {E::emailCode, 502, "", "AuthSessionError.verificationDeliveryFailed"},
       {E::emailCode, 500, "", "AuthSessionError.server()"},
-      {E::emailCode, 429, R"({"retryAfterSeconds":30})", "AuthSessionError.verificationCooldown(30)"},
+      {E::emailCode, 429, R"({"retryAfterSeconds":30})",
+       "AuthSessionError.verificationCooldown(30)"},
       {E::emailCode, 409, "", "AuthSessionError.emailAlreadyRegistered"},
       {E::emailCode, 0, "offline", "AuthSessionError.network(offline)"},
       // A password reset: any 2xx, whatever its body.
@@ -121,10 +126,9 @@ TEST(AuthRepliesTest, EveryReplyMapsToItsResult) {
   for (const Case& c : cases) {
     SCOPED_TRACE(std::to_string(c.status) + " " + c.body);
     AuthSendOutcome outcome =
-        c.status == 0
-            ? AuthSendOutcome(tl::unexpected(std::make_exception_ptr(
-                  URLError(URLErrorCode::timedOut, c.body))))
-            : AuthSendOutcome(AuthHTTPResponse{c.status, c.body});
+        c.status == 0 ? AuthSendOutcome(tl::unexpected(
+                            std::make_exception_ptr(URLError(URLErrorCode::timedOut, c.body))))
+                      : AuthSendOutcome(AuthHTTPResponse{c.status, c.body});
     EXPECT_EQ(answer(c.endpoint, outcome), c.expected);
   }
 }

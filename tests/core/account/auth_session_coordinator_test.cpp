@@ -142,7 +142,8 @@ TEST(AuthSessionCoordinatorTest, TenConcurrentForcedRefreshesMakeOnePostAndOneWr
   Harness h;
   h.storeToken("r0");
   std::vector<Task<AuthResult<std::optional<std::string>>>> callers;
-  for (int i = 0; i < 10; ++i) callers.push_back(h.start([](auto& s) { return s.getAccessToken(true); }));
+  for (int i = 0; i < 10; ++i)
+    callers.push_back(h.start([](auto& s) { return s.getAccessToken(true); }));
   h.scheduler.runUntilIdle();
 
   ASSERT_EQ(h.recent().size(), 1u);
@@ -203,8 +204,8 @@ TEST(AuthSessionCoordinatorTest, ALoginDuringARefreshWinsAndTheRefreshResultIsDi
   h.scheduler.runUntilIdle();
   auto login = h.start([](auto& s) { return s.login("grace@example.com", "password1"); });
   h.scheduler.runUntilIdle();
-  ASSERT_EQ(h.paths(), (std::vector<std::string>{"/trelvis/v1/auth/refresh",
-                                                 "/trelvis/v1/auth/login"}));
+  ASSERT_EQ(h.paths(),
+            (std::vector<std::string>{"/trelvis/v1/auth/refresh", "/trelvis/v1/auth/login"}));
   EXPECT_EQ(Json::parse(h.transport->last().body()),
             (Json{{"email", "grace@example.com"}, {"password", "password1"}}));
 
@@ -237,8 +238,9 @@ TEST(AuthSessionCoordinatorTest, AStaleRefreshLeavesTheNewerOneInPlace) {
   auto fresh = h.start([](auto& s) { return s.getAccessToken(true); });
   h.scheduler.runUntilIdle();
   EXPECT_EQ(stale.value(), token("a2"));
-  ASSERT_EQ(h.paths(), (std::vector<std::string>{"/trelvis/v1/auth/refresh", "/trelvis/v1/auth/login",
-                                                 "/trelvis/v1/auth/refresh"}));
+  ASSERT_EQ(h.paths(),
+            (std::vector<std::string>{"/trelvis/v1/auth/refresh", "/trelvis/v1/auth/login",
+                                      "/trelvis/v1/auth/refresh"}));
   EXPECT_EQ(Json::parse(h.transport->last().body()), (Json{{"refreshToken", "r2"}}));
 
   // A third caller still joins the running refresh.
@@ -318,9 +320,8 @@ TEST(AuthSessionCoordinatorTest, ACredentialStoreFailureWhileSavingARefreshSigns
     if (deleteFailsToo) h.tokens->failNextDelete("still away");
     h.reply(200, pairReply("a2", "r2", kAda));
 
-    EXPECT_EQ(refreshing.value(),
-              AuthResult<std::optional<std::string>>(
-                  tl::unexpected(AuthSessionError::keychain("the keyring went away"))));
+    EXPECT_EQ(refreshing.value(), AuthResult<std::optional<std::string>>(tl::unexpected(
+                                      AuthSessionError::keychain("the keyring went away"))));
     if (deleteFailsToo) {
       EXPECT_EQ(h.storedToken(), "r1");
       EXPECT_EQ(h.users->readUser(kService), kAda);
@@ -381,8 +382,9 @@ TEST(AuthSessionCoordinatorTest, WhatIsStoredDecidesWithoutTheNetwork) {
     h.storeToken("revoked");
     EXPECT_EQ(h.run([](auto& s) { return s.canAttemptAuthenticatedRequest(); }).value(), true);
     h.tokens->failNextRead("the keyring is locked");
-    EXPECT_EQ(h.run([](auto& s) { return s.canAttemptAuthenticatedRequest(); }).value(),
-              AuthResult<bool>(tl::unexpected(AuthSessionError::keychain("the keyring is locked"))));
+    EXPECT_EQ(
+        h.run([](auto& s) { return s.canAttemptAuthenticatedRequest(); }).value(),
+        AuthResult<bool>(tl::unexpected(AuthSessionError::keychain("the keyring is locked"))));
     h.tokens->failNextRead("the keyring is locked");
     EXPECT_EQ(h.run([](auto& s) { return s.getAccessToken(false); }).value(),
               AuthResult<std::optional<std::string>>(
@@ -405,8 +407,7 @@ TEST(AuthSessionCoordinatorTest, WhatIsStoredDecidesWithoutTheNetwork) {
 TEST(AuthSessionCoordinatorTest, RestoreRefreshesAndLeavesAnUnknownOutcomeSignedIn) {
   {
     Harness h;
-    EXPECT_EQ(h.run([](auto& s) { return s.restore(); }).value(),
-              AuthSessionSnapshot::signedOut());
+    EXPECT_EQ(h.run([](auto& s) { return s.restore(); }).value(), AuthSessionSnapshot::signedOut());
     EXPECT_EQ(h.published, (std::vector{AuthSessionSnapshot::signedOut()}));
   }
   struct Case {
@@ -446,8 +447,7 @@ TEST(AuthSessionCoordinatorTest, LoginSavesThePairAndAFailedLoginChangesNothing)
   h.reply(200, pairReply("a1", "r1"));
   EXPECT_EQ(login.value(), signedIn(std::nullopt)) << "a reply without a user still signs in";
   EXPECT_EQ(h.storedToken(), "r1");
-  EXPECT_EQ(h.run([](auto& s) { return s.getAccessToken(false); }).value(),
-            token("a1"));
+  EXPECT_EQ(h.run([](auto& s) { return s.getAccessToken(false); }).value(), token("a1"));
 
   auto refused = h.start([](auto& s) { return s.login("ada@example.com", "wrong-password"); });
   h.scheduler.runUntilIdle();
@@ -455,8 +455,7 @@ TEST(AuthSessionCoordinatorTest, LoginSavesThePairAndAFailedLoginChangesNothing)
   EXPECT_EQ(refused.value(), AuthResult<AuthSessionSnapshot>(
                                  tl::unexpected(AuthSessionError(Kind::invalidCredentials))));
   EXPECT_EQ(h.storedToken(), "r1");
-  EXPECT_EQ(h.run([](auto& s) { return s.getAccessToken(false); }).value(),
-            token("a1"));
+  EXPECT_EQ(h.run([](auto& s) { return s.getAccessToken(false); }).value(), token("a1"));
 
   // A store failure on sign-in is reported; what was stored before stays.
   auto unsaved = h.start([](auto& s) { return s.login("grace@example.com", "password2"); });
@@ -487,9 +486,12 @@ TEST(AuthSessionCoordinatorTest, ALoginReplyAfterALogoutIsDropped) {
 TEST(AuthSessionCoordinatorTest, RegistrationCallsBackOnceBeforeItsTokensAreSaved) {
   Harness h;
   std::vector<int> savesAtCallback;
-  h.session->onRegistrationAccepted = [&] { savesAtCallback.push_back(h.tokens->counts().saves); };
+  h.session->onRegistrationAccepted = [&] {
+    savesAtCallback.push_back(h.tokens->counts().saves);
+  };
 
-  auto taken = h.start([](auto& s) { return s.registerAccount("ada@example.com", "pw", "123456"); });
+  auto taken =
+      h.start([](auto& s) { return s.registerAccount("ada@example.com", "pw", "123456"); });
   h.scheduler.runUntilIdle();
   EXPECT_EQ(h.transport->last().request().url.path(), "/trelvis/v1/auth/register");
   EXPECT_EQ(Json::parse(h.transport->last().body()),
@@ -517,7 +519,8 @@ TEST(AuthSessionCoordinatorTest, EmailCodesAndPasswordResetsSendTheirFieldsAndLe
   };
   for (const Case& c : {Case{EmailCodePurpose::registration, "register"},
                         Case{EmailCodePurpose::passwordReset, "password_reset"}}) {
-    auto code = h.start([&c](auto& s) { return s.sendEmailCode("ada@example.com", c.purpose, "zh"); });
+    auto code =
+        h.start([&c](auto& s) { return s.sendEmailCode("ada@example.com", c.purpose, "zh"); });
     h.scheduler.runUntilIdle();
     EXPECT_EQ(h.transport->last().request().url.path(), "/trelvis/v1/auth/email-codes");
     EXPECT_EQ(Json::parse(h.transport->last().body()),
@@ -526,7 +529,8 @@ TEST(AuthSessionCoordinatorTest, EmailCodesAndPasswordResetsSendTheirFieldsAndLe
     EXPECT_EQ(code.value(), int64_t{60});
   }
 
-  auto reset = h.start([](auto& s) { return s.resetPassword("ada@example.com", "123456", "new pw"); });
+  auto reset =
+      h.start([](auto& s) { return s.resetPassword("ada@example.com", "123456", "new pw"); });
   h.scheduler.runUntilIdle();
   EXPECT_EQ(h.transport->last().request().url.path(), "/trelvis/v1/auth/password/reset");
   EXPECT_EQ(Json::parse(h.transport->last().body()),
@@ -535,8 +539,7 @@ TEST(AuthSessionCoordinatorTest, EmailCodesAndPasswordResetsSendTheirFieldsAndLe
   EXPECT_TRUE(reset.value().has_value());
 
   EXPECT_EQ(h.published, (std::vector{signedIn(kAda)}));
-  EXPECT_EQ(h.run([](auto& s) { return s.getAccessToken(false); }).value(),
-            token("a1"));
+  EXPECT_EQ(h.run([](auto& s) { return s.getAccessToken(false); }).value(), token("a1"));
 }
 
 TEST(AuthSessionCoordinatorTest, LogoutFailsWithoutChangesWhenTheStoreFails) {
@@ -545,18 +548,19 @@ TEST(AuthSessionCoordinatorTest, LogoutFailsWithoutChangesWhenTheStoreFails) {
     Harness h;
     h.signIn();
     h.tokens->failNextRead("locked");
-    EXPECT_EQ(h.run([](auto& s) { return s.logout(); }).value(),
-              AuthResult<AuthSessionSnapshot>(tl::unexpected(AuthSessionError::keychain("locked"))));
-    EXPECT_EQ(h.run([](auto& s) { return s.getAccessToken(false); }).value(),
-              token("a1"));
+    EXPECT_EQ(
+        h.run([](auto& s) { return s.logout(); }).value(),
+        AuthResult<AuthSessionSnapshot>(tl::unexpected(AuthSessionError::keychain("locked"))));
+    EXPECT_EQ(h.run([](auto& s) { return s.getAccessToken(false); }).value(), token("a1"));
   }
   {
     SCOPED_TRACE("the delete fails");
     Harness h;
     h.signIn();
     h.tokens->failNextDelete("locked");
-    EXPECT_EQ(h.run([](auto& s) { return s.logout(); }).value(),
-              AuthResult<AuthSessionSnapshot>(tl::unexpected(AuthSessionError::keychain("locked"))));
+    EXPECT_EQ(
+        h.run([](auto& s) { return s.logout(); }).value(),
+        AuthResult<AuthSessionSnapshot>(tl::unexpected(AuthSessionError::keychain("locked"))));
     EXPECT_EQ(h.users->readUser(kService), kAda);
     EXPECT_EQ(h.published, (std::vector{signedIn(kAda)}));
     EXPECT_TRUE(h.recent().empty()) << "the server is told only after a local sign-out";

@@ -20,7 +20,9 @@ using namespace std::string_literals;
 struct SampleClientError {
   std::string text;
 
-  static SampleClientError auth(const AuthSessionError& error) { return {"auth " + std::string(error.code())}; }
+  static SampleClientError auth(const AuthSessionError& error) {
+    return {"auth " + std::string(error.code())};
+  }
   static SampleClientError unauthenticated() { return {"unauthenticated"}; }
   static SampleClientError invalidResponse() { return {"invalidResponse"}; }
   static SampleClientError http(int status, std::string body) {
@@ -83,24 +85,52 @@ TEST_F(AuthenticatedRequestTest, EachOutcomeBecomesTheClientsOwnCase) {
   };
   const Case cases[] = {
       {"success", {}, {{200, "{}"}}, "body {}", {"Bearer token-1"}, {false}},
-      {"one 401 is retried with a forced refresh", {}, {{401, ""}, {204, ""}}, "body ",
-       {"Bearer token-1", "Bearer token-2"}, {false, true}},
-      {"a second 401 is unauthenticated", {}, {{401, ""}, {401, "again"}}, "unauthenticated",
-       {"Bearer token-1", "Bearer token-2"}, {false, true}},
-      {"the session fails", {{std::nullopt, AuthSessionError::keychain("locked"), Duration(0)}}, {},
-       "auth keychain_error", {}, {false}},
+      {"one 401 is retried with a forced refresh",
+       {},
+       {{401, ""}, {204, ""}},
+       "body ",
+       {"Bearer token-1", "Bearer token-2"},
+       {false, true}},
+      {"a second 401 is unauthenticated",
+       {},
+       {{401, ""}, {401, "again"}},
+       "unauthenticated",
+       {"Bearer token-1", "Bearer token-2"},
+       {false, true}},
+      {"the session fails",
+       {{std::nullopt, AuthSessionError::keychain("locked"), Duration(0)}},
+       {},
+       "auth keychain_error",
+       {},
+       {false}},
       {"the refresh fails after a 401",
-       {signedIn("a1"), {std::nullopt, AuthSessionError(AuthSessionError::Kind::invalidCredentials), Duration(0)}},
-       {{401, ""}}, "auth invalid_credentials", {"Bearer a1"}, {false, true}},
+       {signedIn("a1"),
+        {std::nullopt, AuthSessionError(AuthSessionError::Kind::invalidCredentials), Duration(0)}},
+       {{401, ""}},
+       "auth invalid_credentials",
+       {"Bearer a1"},
+       {false, true}},
       {"nobody is signed in", {signedIn(std::nullopt)}, {}, "unauthenticated", {}, {false}},
       {"a blank token", {signedIn(" \n")}, {}, "unauthenticated", {}, {false}},
-      {"another status", {}, {{503, "busy\nnow"}}, "http 503 busy\nnow", {"Bearer token-1"},
+      {"another status",
+       {},
+       {{503, "busy\nnow"}},
+       "http 503 busy\nnow",
+       {"Bearer token-1"},
        {false}},
-      {"a body that is not UTF-8", {}, {{500, "\xFF\xFE"}}, "http 500 ", {"Bearer token-1"},
+      {"a body that is not UTF-8",
+       {},
+       {{500, "\xFF\xFE"}},
+       "http 500 ",
+       {"Bearer token-1"},
        {false}},
       {"no HTTP status", {}, {{99, ""}}, "invalidResponse", {"Bearer token-1"}, {false}},
-      {"the transport fails", {}, {{0, "The request timed out."}},
-       "network The request timed out.", {"Bearer token-1"}, {false}},
+      {"the transport fails",
+       {},
+       {{0, "The request timed out."}},
+       "network The request timed out.",
+       {"Bearer token-1"},
+       {false}},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);

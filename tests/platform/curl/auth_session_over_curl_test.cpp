@@ -54,44 +54,45 @@ class SharedText {
 class AuthServer {
  public:
   AuthServer() {
-    server_->Post("/trelvis/v1/auth/refresh", [this](const httplib::Request& req,
-                                                      httplib::Response& res) {
-      std::string token = Json::parse(req.body, nullptr, false).value("refreshToken", "");
-      {
-        std::lock_guard lock(mutex_);
-        refreshes_.push_back(token);
-      }
-      if (holdRefreshes_) refreshGate_.wait();
-      if (token.size() < 2 || token[0] != 'r') {
-        res.status = 401;
-        return;
-      }
-      int next = std::stoi(token.substr(1)) + 1;
-      newestAccess_.set("a" + std::to_string(next));
-      res.set_content(Json{{"accessToken", newestAccess_.get()},
-                           {"refreshToken", "r" + std::to_string(next)},
-                           {"expiresIn", 900},
-                           {"user", {{"id", "u-1"}, {"email", "ada@example.com"}}}}
-                          .dump(),
-                      "application/json");
-    });
-    server_->Post("/trelvis/v1/lookup/stream", [this](const httplib::Request& req,
-                                                       httplib::Response& res) {
-      std::string authorization = req.get_header_value("Authorization");
-      {
-        std::lock_guard lock(mutex_);
-        lookups_.push_back(authorization);
-      }
-      if (authorization != "Bearer " + newestAccess_.get()) {
-        res.status = 401;
-        res.set_content(R"({"detail":"token expired"})", "application/json");
-        return;
-      }
-      res.set_content(
-          "event: lookup.field.delta\ndata: {\"seq\":1,\"field\":\"headword\",\"delta\":\"cat\"}\n\n"
-          "event: lookup.completed\ndata: {}\n\n",
-          "text/event-stream");
-    });
+    server_->Post(
+        "/trelvis/v1/auth/refresh", [this](const httplib::Request& req, httplib::Response& res) {
+          std::string token = Json::parse(req.body, nullptr, false).value("refreshToken", "");
+          {
+            std::lock_guard lock(mutex_);
+            refreshes_.push_back(token);
+          }
+          if (holdRefreshes_) refreshGate_.wait();
+          if (token.size() < 2 || token[0] != 'r') {
+            res.status = 401;
+            return;
+          }
+          int next = std::stoi(token.substr(1)) + 1;
+          newestAccess_.set("a" + std::to_string(next));
+          res.set_content(Json{{"accessToken", newestAccess_.get()},
+                               {"refreshToken", "r" + std::to_string(next)},
+                               {"expiresIn", 900},
+                               {"user", {{"id", "u-1"}, {"email", "ada@example.com"}}}}
+                              .dump(),
+                          "application/json");
+        });
+    server_->Post("/trelvis/v1/lookup/stream",
+                  [this](const httplib::Request& req, httplib::Response& res) {
+                    std::string authorization = req.get_header_value("Authorization");
+                    {
+                      std::lock_guard lock(mutex_);
+                      lookups_.push_back(authorization);
+                    }
+                    if (authorization != "Bearer " + newestAccess_.get()) {
+                      res.status = 401;
+                      res.set_content(R"({"detail":"token expired"})", "application/json");
+                      return;
+                    }
+                    res.set_content(
+                        "event: lookup.field.delta\ndata: "
+                        "{\"seq\":1,\"field\":\"headword\",\"delta\":\"cat\"}\n\n"
+                        "event: lookup.completed\ndata: {}\n\n",
+                        "text/event-stream");
+                  });
     server_.start();
   }
 
@@ -144,15 +145,16 @@ class AuthSessionOverCurlTest : public ::testing::Test {
   RunLoop loop_;
   ThreadPool pool_{"auth-test", 3};
   std::shared_ptr<CurlHttpTransport> transport_ = std::make_shared<CurlHttpTransport>();
-  std::shared_ptr<InMemoryRefreshTokenStore> tokens_ = std::make_shared<InMemoryRefreshTokenStore>();
+  std::shared_ptr<InMemoryRefreshTokenStore> tokens_ =
+      std::make_shared<InMemoryRefreshTokenStore>();
   InMemoryPreferenceStore defaults_;
   std::shared_ptr<AuthSessionCoordinator> session_;
 };
 
 TEST_F(AuthSessionOverCurlTest, TheLookupClientGetsItsTokenFromTheSession) {
-  auto client = std::make_shared<LookupAPIClient>(pool_.makeSequencedExecutor(), session_,
-                                                   transport_, *Url::parse(server_.baseURL()),
-                                                   std::nullopt);
+  auto client =
+      std::make_shared<LookupAPIClient>(pool_.makeSequencedExecutor(), session_, transport_,
+                                        *Url::parse(server_.baseURL()), std::nullopt);
   // The first lookup refreshes (no access token is held after launch); the second
   // finds its token refused, forces one refresh and tries once more.
   for (bool expireFirst : {false, true}) {
@@ -165,18 +167,18 @@ TEST_F(AuthSessionOverCurlTest, TheLookupClientGetsItsTokenFromTheSession) {
       auto events = client->lookupStream(std::move(capture));
       std::vector<std::string> kinds;
       while (auto event = co_await events.next()) {
-        kinds.push_back(std::holds_alternative<LookupStreamEvent::Timing>(event->value)      ? "timing"
-                        : std::holds_alternative<LookupStreamEvent::FieldDelta>(event->value) ? "delta"
-                        : std::holds_alternative<LookupStreamEvent::Completed>(event->value)  ? "completed"
-                                                                                               : "other");
+        kinds.push_back(
+            std::holds_alternative<LookupStreamEvent::Timing>(event->value)       ? "timing"
+            : std::holds_alternative<LookupStreamEvent::FieldDelta>(event->value) ? "delta"
+            : std::holds_alternative<LookupStreamEvent::Completed>(event->value)  ? "completed"
+                                                                                  : "other");
       }
       co_return kinds;
     });
     EXPECT_EQ(lookup.value(), (std::vector<std::string>{"timing", "delta", "completed"}));
   }
   EXPECT_EQ(server_.refreshes(), (std::vector<std::string>{"r0", "r1"}));
-  EXPECT_EQ(server_.lookups(),
-            (std::vector<std::string>{"Bearer a1", "Bearer a1", "Bearer a2"}));
+  EXPECT_EQ(server_.lookups(), (std::vector<std::string>{"Bearer a1", "Bearer a1", "Bearer a2"}));
   EXPECT_EQ(tokens_->token(kService, "refreshToken"), "r2");
 }
 
@@ -187,14 +189,16 @@ TEST_F(AuthSessionOverCurlTest, CallersOnManyThreadsShareOneRefresh) {
   for (int i = 0; i < 4; ++i) executors.push_back(pool_.makeSequencedExecutor());
   std::vector<Task<AuthResult<std::optional<std::string>>>> callers;
   for (int i = 0; i < kCallers; ++i) {
-    callers.push_back(spawn(executors[i % executors.size()],
-                            [session = session_]() -> Async<AuthResult<std::optional<std::string>>> {
-                              co_return co_await session->getAccessToken(true);
-                            }));
+    callers.push_back(
+        spawn(executors[i % executors.size()],
+              [session = session_]() -> Async<AuthResult<std::optional<std::string>>> {
+                co_return co_await session->getAccessToken(true);
+              }));
   }
   // Each caller reads the store and joins the refresh in one step on the session's
   // executor, so once all have read, all wait on the one request.
-  for (int i = 0; i < 500 && tokens_->counts().reads < kCallers; ++i) std::this_thread::sleep_for(10ms);
+  for (int i = 0; i < 500 && tokens_->counts().reads < kCallers; ++i)
+    std::this_thread::sleep_for(10ms);
   ASSERT_EQ(tokens_->counts().reads, kCallers);
   server_.release();
   auto allDone = [&] {

@@ -65,8 +65,8 @@ class FakeBusName {
 
  private:
   // Runs on GDBus's worker thread.
-  static GDBusMessage* filter(GDBusConnection* connection, GDBusMessage* message,
-                              gboolean incoming, gpointer data) {
+  static GDBusMessage* filter(GDBusConnection* connection, GDBusMessage* message, gboolean incoming,
+                              gpointer data) {
     if (!incoming || g_dbus_message_get_message_type(message) != G_DBUS_MESSAGE_TYPE_METHOD_CALL) {
       return message;
     }
@@ -75,7 +75,8 @@ class FakeBusName {
     const char* member = g_dbus_message_get_member(message);
     {
       std::lock_guard lock(self->mutex_);
-      self->calls_.push_back(std::string(interface ? interface : "") + "." + (member ? member : ""));
+      self->calls_.push_back(std::string(interface ? interface : "") + "." +
+                             (member ? member : ""));
     }
     if (self->answer_ == Answer::error) {
       GDBusMessage* reply = g_dbus_message_new_method_error(

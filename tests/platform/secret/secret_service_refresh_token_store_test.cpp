@@ -52,7 +52,8 @@ Command shell(const std::string& command) {
   if (!pipe) return {-1, {}};
   std::string output;
   std::array<char, 256> buffer{};
-  while (size_t read = fread(buffer.data(), 1, buffer.size(), pipe)) output.append(buffer.data(), read);
+  while (size_t read = fread(buffer.data(), 1, buffer.size(), pipe))
+    output.append(buffer.data(), read);
   int status = pclose(pipe);
   return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, output};
 }
@@ -76,16 +77,17 @@ std::vector<std::string> objectPaths(const std::string& output) {
 }
 
 std::string secretServiceCall(const std::string& method, const std::string& arguments) {
-  return shell("gdbus call --session --dest org.freedesktop.secrets --object-path "
-               "/org/freedesktop/secrets --method org.freedesktop.Secret.Service." +
-               method + " " + arguments + " 2>&1")
+  return shell(
+             "gdbus call --session --dest org.freedesktop.secrets --object-path "
+             "/org/freedesktop/secrets --method org.freedesktop.Secret.Service." +
+             method + " " + arguments + " 2>&1")
       .output;
 }
 
 // Every item with our attributes, locked or not, as the service lists them.
 std::vector<std::string> storedItems() {
-  return objectPaths(secretServiceCall(
-      "SearchItems", std::string("\"{'service': '") + kService + "', 'account': '" + kAccount + "'}\""));
+  return objectPaths(secretServiceCall("SearchItems", std::string("\"{'service': '") + kService +
+                                                          "', 'account': '" + kAccount + "'}\""));
 }
 
 std::string defaultCollection() {
@@ -141,10 +143,11 @@ TEST(SecretServiceKeyringTest, StoresReadsReplacesAndDeletesOneItem) {
 TEST(SecretServiceKeyringTest, ReadsWhatAUserStoredAndTakesNonTextAsNoToken) {
   expectScenario({"keyring"});
   SecretServiceRefreshTokenStore store(shortLimits());
-  ASSERT_EQ(shell(std::string("printf 'typed-by-hand' | secret-tool store --label=manual service ") +
-                  kService + " account " + kAccount)
-                .status,
-            0);
+  ASSERT_EQ(
+      shell(std::string("printf 'typed-by-hand' | secret-tool store --label=manual service ") +
+            kService + " account " + kAccount)
+          .status,
+      0);
   EXPECT_EQ(store.readRefreshToken(kService, kAccount), "typed-by-hand");
   store.deleteRefreshToken(kService, kAccount);
   EXPECT_TRUE(storedItems().empty());
@@ -196,13 +199,15 @@ TEST(SecretServiceUnreachableTest, WithoutASecretServiceEveryCallSaysSo) {
   const std::string prefix = "No Secret Service is reachable on the session bus: ";
   for (const std::string& detail :
        {keychainFailure([&] { (void)store.readRefreshToken(kService, kAccount); }),
-        keychainFailure([&] { store.saveRefreshToken("rt-plain-text-canary", kService, kAccount); }),
+        keychainFailure(
+            [&] { store.saveRefreshToken("rt-plain-text-canary", kService, kAccount); }),
         keychainFailure([&] { store.deleteRefreshToken(kService, kAccount); })}) {
     EXPECT_TRUE(detail.starts_with(prefix)) << detail;
     EXPECT_GT(detail.size(), prefix.size()) << "the reason is missing";
   }
   // Nothing was written anywhere else instead.
-  EXPECT_EQ(shell("grep -rl rt-plain-text-canary \"$HOME\" \"$XDG_RUNTIME_DIR\" 2>/dev/null").output, "");
+  EXPECT_EQ(
+      shell("grep -rl rt-plain-text-canary \"$HOME\" \"$XDG_RUNTIME_DIR\" 2>/dev/null").output, "");
 }
 
 TEST(SecretServiceUnreachableTest, NothingAnsweringIsGivenUpAtTheLimit) {
