@@ -16,3 +16,5 @@ pkg_check_modules(XTST REQUIRED IMPORTED_TARGET xtst)
 pkg_check_modules(XRANDR REQUIRED IMPORTED_TARGET xrandr)
 # The desktop application's UI.
 find_package(Qt6 REQUIRED COMPONENTS Core)
+# The Secret Service (libsecret over GLib's D-Bus) that keeps the refresh token.
+pkg_check_modules(LIBSECRET REQUIRED IMPORTED_TARGET libsecret-1)

@@ -14,11 +14,12 @@ function(trelvis_library name)
   trelvis_warnings(${name})
 endfunction()
 
-# trelvis_test(name SOURCES ... DEPS ... [THREADED]): one GoogleTest executable,
-# registered with CTest. THREADED marks tests of multi-threaded code, which the
-# ThreadSanitizer build runs.
+# trelvis_test(name SOURCES ... DEPS ... [THREADED] [RUNNER script]): one GoogleTest
+# executable, registered with CTest. THREADED marks tests of multi-threaded code, which
+# the ThreadSanitizer build runs. RUNNER registers one CTest test that runs `script`
+# with the executable's path, for tests that need an environment set up around them.
 function(trelvis_test name)
-  cmake_parse_arguments(ARG "THREADED" "" "SOURCES;DEPS" ${ARGN})
+  cmake_parse_arguments(ARG "THREADED" "RUNNER" "SOURCES;DEPS" ${ARGN})
   if(TRELVIS_TESTS STREQUAL "threaded" AND NOT ARG_THREADED)
     return()
   endif()
@@ -26,5 +27,9 @@ function(trelvis_test name)
   target_link_libraries(${name} PRIVATE ${ARG_DEPS} trelvis_test_support GTest::gtest GTest::gmock GTest::gtest_main)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
   trelvis_warnings(${name})
-  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 30)
+  if(ARG_RUNNER)
+    add_test(NAME ${name} COMMAND ${ARG_RUNNER} $<TARGET_FILE:${name}>)
+  else()
+    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 30)
+  endif()
 endfunction()

@@ -251,6 +251,12 @@ Url Url::appendingPathComponent(std::string_view component) const {
   return rebuilt(newPath, query());
 }
 
+Url Url::settingPath(std::string_view encodedPath) const {
+  std::string newPath(encodedPath);
+  if (!newPath.starts_with('/')) newPath.insert(newPath.begin(), '/');
+  return rebuilt(newPath, query());
+}
+
 Url Url::settingQueryItems(const std::vector<QueryItem>& items) const {
   std::string encoded;
   for (std::size_t i = 0; i < items.size(); ++i) {

@@ -64,6 +64,9 @@ class Url {
   // ".." are escaped too, so that they stay literal segments). The query and fragment
   // are kept.
   Url appendingPathComponent(std::string_view component) const;
+  // Replaces the path with `encodedPath`, percent-encoded as path() gives it ("" reads
+  // as "/"). The query and fragment are kept.
+  Url settingPath(std::string_view encodedPath) const;
   // Replaces the whole query with `items`, encoded; no items removes the query.
   Url settingQueryItems(const std::vector<QueryItem>& items) const;
   // Adds one item at the end of the query, leaving the existing items as written.

@@ -110,6 +110,23 @@ TEST(UrlTest, AppendingPathComponentAddsExactlyOneEncodedSegment) {
   }
 }
 
+TEST(UrlTest, SettingPathKeepsTheRestAndTheEscapesAsWritten) {
+  struct Case {
+    const char* base;
+    const char* path;
+    const char* expected;
+  };
+  const Case cases[] = {
+      {"https://u@h:8443/old/path?q=1#f", "/a/b%20c", "https://u@h:8443/a/b%20c?q=1#f"},
+      {"https://h/old", "", "https://h/"},
+      {"https://h/old", "new", "https://h/new"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.expected);
+    EXPECT_EQ(parsed(c.base).settingPath(c.path).absoluteString(), c.expected);
+  }
+}
+
 TEST(UrlTest, QueryItemsAreDecodedFromTheQuery) {
   struct Case {
     const char* text;

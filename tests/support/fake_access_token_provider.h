@@ -26,7 +26,7 @@ class FakeAccessTokenProvider final : public AccessTokenProviding {
   void enqueue(Answer answer) { answers_.push_back(std::move(answer)); }
   const std::vector<bool>& forceRefreshFlags() const { return forceRefreshFlags_; }
 
-  Async<std::optional<std::string>> getAccessToken(bool forceRefresh) override {
+  Async<AuthResult<std::optional<std::string>>> getAccessToken(bool forceRefresh) override {
     forceRefreshFlags_.push_back(forceRefresh);
     Answer answer{"token-" + std::to_string(forceRefreshFlags_.size()), std::nullopt, Duration(0)};
     if (!answers_.empty()) {
@@ -34,7 +34,7 @@ class FakeAccessTokenProvider final : public AccessTokenProviding {
       answers_.pop_front();
     }
     if (answer.delay > Duration(0)) co_await sleepFor(answer.delay);
-    if (answer.error) throw *answer.error;
+    if (answer.error) co_return tl::unexpected(*answer.error);
     co_return answer.token;
   }
 

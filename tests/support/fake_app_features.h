@@ -23,9 +23,9 @@ class FakeSignInCheck final : public AuthenticatedRequestChecking, LogsCalls {
  public:
   using LogsCalls::LogsCalls;
 
-  Async<bool> canAttemptAuthenticatedRequest() override {
+  Async<AuthResult<bool>> canAttemptAuthenticatedRequest() override {
     log_.add("session check");
-    if (failure) throw *failure;
+    if (failure) co_return tl::unexpected(*failure);
     co_return signedIn;
   }
 

@@ -4,9 +4,10 @@
 // account session before they capture anything: could a request be
 // authenticated now? The session coordinator answers without touching the
 // network (a held access token, or a stored refresh token); a failure to read
-// the stored credentials is raised as AuthSessionError.
+// the stored credentials is its AuthSessionError.
 
 #include "base/async/async.h"
+#include "core/account/auth_session_types.h"
 
 namespace trelvis {
 
@@ -14,7 +15,7 @@ class AuthenticatedRequestChecking {
  public:
   virtual ~AuthenticatedRequestChecking() = default;
 
-  virtual Async<bool> canAttemptAuthenticatedRequest() = 0;
+  virtual Async<AuthResult<bool>> canAttemptAuthenticatedRequest() = 0;
 };
 
 }  // namespace trelvis

@@ -173,20 +173,17 @@ HttpRequest LookupAPIClient::authorizedRequest(Url url, const std::string& token
   HttpRequest request = ServerAPIRequest::make(std::move(url));
   request.headers.set("Authorization", "Bearer " + token);
   request.timeout = limits_.transportSilence();
+  request.resourceTimeout = kResourceLimit;
   return request;
 }
 
 Async<std::string> LookupAPIClient::accessToken(bool forceRefresh) {
-  std::optional<std::string> token;
-  try {
-    token = co_await auth_->getAccessToken(forceRefresh);
-  } catch (const AuthSessionError& error) {
-    throw LookupTransportError(LookupTransportError::Auth{error});
-  }
-  if (!token || trimmed(*token).empty()) {
+  auto token = co_await auth_->getAccessToken(forceRefresh);
+  if (!token) throw LookupTransportError(LookupTransportError::Auth{token.error()});
+  if (!*token || trimmed(**token).empty()) {
     throw LookupTransportError(LookupTransportError::Unauthenticated{});
   }
-  co_return *token;
+  co_return **token;
 }
 
 Async<void> LookupAPIClient::consumeStream(std::shared_ptr<const Payload> payload,

@@ -66,6 +66,8 @@ class LookupAPIClient final : public LookupServing,
                               public std::enable_shared_from_this<LookupAPIClient> {
  public:
   using Limits = LookupPhaseLimits;
+  // The whole request, however lively the stream, ends after an hour.
+  static constexpr Duration kResourceLimit = std::chrono::hours(1);
 
   // The parts of a POST that stay the same when it is sent again after a refresh.
   struct Payload {

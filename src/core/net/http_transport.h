@@ -56,6 +56,9 @@ struct HttpRequest {
   std::shared_ptr<const std::string> body;
   // The longest the server may stay silent, from connecting to the last byte.
   Duration timeout = std::chrono::seconds(60);
+  // The longest the whole request may take, from sending to the last byte of the
+  // body, however steadily the bytes come; no limit when absent.
+  std::optional<Duration> resourceTimeout;
 };
 
 struct HttpResponseHead {

@@ -239,11 +239,12 @@ void AppEnvironment::startWhenSignedIn(std::function<void(LookupCoordinator&)> p
   spawn(platform_.mainExecutor,
         [weak = weak_from_this(), auth = c_.auth, proceed = std::move(proceed)]() -> Async<void> {
           bool canAttempt = true;
-          try {
-            canAttempt = co_await auth->canAttemptAuthenticatedRequest();
-          } catch (const std::exception& e) {
+          auto checked = co_await auth->canAttemptAuthenticatedRequest();
+          if (checked) {
+            canAttempt = *checked;
+          } else {
             // The request itself will meet the failure and report it.
-            kLog.info("session check failed: {}", e.what());
+            kLog.info("session check failed: {}", checked.error().code());
           }
           auto self = weak.lock();
           if (!self) co_return;

@@ -174,6 +174,11 @@ class Transfer {
     auto connectMs = std::chrono::duration_cast<std::chrono::milliseconds>(timeout_).count();
     curl_easy_setopt(easy_, CURLOPT_CONNECTTIMEOUT_MS,
                      static_cast<long>(std::max<int64_t>(connectMs, 1)));
+    if (request.resourceTimeout) {
+      auto wholeMs =
+          std::chrono::duration_cast<std::chrono::milliseconds>(*request.resourceTimeout).count();
+      curl_easy_setopt(easy_, CURLOPT_TIMEOUT_MS, static_cast<long>(std::max<int64_t>(wholeMs, 1)));
+    }
     if (!options.trustedRootsPem.empty()) {
       curl_blob roots{const_cast<char*>(options.trustedRootsPem.data()),
                       options.trustedRootsPem.size(), CURL_BLOB_COPY};

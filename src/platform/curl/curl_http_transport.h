@@ -32,7 +32,8 @@ class CurlHttpTransport final : public HttpTransport {
   // Raises URLError when the request fails before the final response's headers
   // arrive, CancellationError when the awaiting task is cancelled first. Redirects
   // are followed; the head is the final response's. HttpRequest::timeout bounds
-  // each silence of the server, not the length of a streaming reply.
+  // each silence of the server, not the length of a streaming reply;
+  // HttpRequest::resourceTimeout, when set, bounds the whole request.
   Async<HttpStreamingReply> send(HttpRequest request) override;
 
  private:

@@ -91,6 +91,7 @@ TEST_F(LookupAPIClientTest, StreamsEventsWithTimingFirstAndSendsTheRequest) {
   EXPECT_EQ(request.headers.get("Accept"), "text/event-stream");
   EXPECT_EQ(request.headers.get("X-Trelvis-Platform"), "linux");
   EXPECT_EQ(request.timeout, 60s);  // above every phase, which decide first
+  EXPECT_EQ(request.resourceTimeout, std::optional<Duration>(1h));
   EXPECT_TRUE(request.headers.get("Content-Type")
                   ->starts_with("multipart/form-data; boundary=----trelvis-"));
 
