@@ -270,32 +270,18 @@ TEST(CommandTapMonitorTest, MainThreadCallsInterleaveWithTheTapThread) {
   EXPECT_EQ(lookups + selects, before + 1);
 }
 
-TEST(LocalOptionTapMonitorTest, OwnsOneInProcessMonitor) {
-  FakeLocalEventMonitor events;
-  FakePointerLocator pointer;
-  TestScheduler clock;
-  auto make = [&] {
-    return std::make_shared<LocalOptionTapMonitor>(events, pointer, clock, kLookupTap, kRegionTap,
-                                                   std::nullopt, nullptr, nullptr, nullptr);
-  };
-  events.refuseMonitors = true;
-  EXPECT_FALSE(make()->start());
-  events.refuseMonitors = false;
-
-  auto monitor = make();
-  ASSERT_TRUE(monitor->start());
-  ASSERT_TRUE(monitor->start());
-  EXPECT_EQ(events.monitorCount(), 1u);
-  // Dropped while running, it takes its monitor with it.
-  monitor.reset();
-  EXPECT_EQ(events.monitorCount(), 0u);
-}
-
-TEST(LocalOptionTapMonitorTest, AClosureMayDropTheMonitorMidDelivery) {
+TEST(LocalOptionTapMonitorTest, OwnsOneInProcessMonitorThatAClosureMayDropMidDelivery) {
   FakeLocalEventMonitor events;
   FakePointerLocator pointer;
   TestScheduler clock;
   std::vector<std::string> log;
+  events.refuseMonitors = true;
+  EXPECT_FALSE(std::make_shared<LocalOptionTapMonitor>(events, pointer, clock, kLookupTap,
+                                                       kRegionTap, std::nullopt, nullptr, nullptr,
+                                                       nullptr)
+                   ->start());
+  events.refuseMonitors = false;
+
   std::shared_ptr<LocalOptionTapMonitor> monitor;
   monitor = std::make_shared<LocalOptionTapMonitor>(
       events, pointer, clock, kLookupTap, kRegionTap, std::nullopt,
@@ -306,6 +292,8 @@ TEST(LocalOptionTapMonitorTest, AClosureMayDropTheMonitorMidDelivery) {
         if (update == Update::cancelled()) monitor.reset();
       });
   ASSERT_TRUE(monitor->start());
+  ASSERT_TRUE(monitor->start());
+  EXPECT_EQ(events.monitorCount(), 1u);
   events.send({T::flagsChanged, kLOpt, kOpt, false});
   events.send({T::flagsChanged, kLOpt, 0, false});
   EXPECT_EQ(log, (std::vector<std::string>{"armed", "cancelled", "lookup"}));

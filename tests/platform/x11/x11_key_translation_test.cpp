@@ -41,8 +41,8 @@ TEST(X11KeyTranslationTest, ModifierAndOtherKeysymsMapToUsLayoutKeys) {
   EXPECT_FALSE(X11KeyTranslation::keysym(0x1FF));
 }
 
-// Two tables written apart must agree: every key a hot key may use grabs as the
-// keysym that its label on the settings page names, and maps back to its code.
+// Three tables written apart must agree: every key a hot key may use has a label
+// on the settings page, grabs as the keysym that label names, and maps back.
 TEST(X11KeyTranslationTest, EveryComboKeyGrabsAsTheKeyItsLabelNames) {
   // Pairs of a label other than a letter, digit or F-key, and its keysym's name.
   std::istringstream pairs(
@@ -121,20 +121,15 @@ TEST(X11RawEventTranslatorTest, TracksModifiersAndButtonsAcrossSequences) {
     std::vector<Step> steps;
   };
   const Case cases[] = {
-      {"Shift then Alt, a typed under both, released twice",
-       {{Raw::press, 50, Event{Type::flagsChanged, 56, kShift}},
-        {Raw::press, 64, Event{Type::flagsChanged, 58, kShift | kOption}},
-        {Raw::press, 38, Event{Type::keyDown, 0, kShift | kOption}},
-        {Raw::release, 38, std::nullopt},
-        {Raw::release, 64, Event{Type::flagsChanged, 58, kShift}},
-        {Raw::release, 64, std::nullopt},
-        {Raw::release, 50, Event{Type::flagsChanged, 56, 0}}}},
-      {"both Alts: the flag stays while either is down",
+      // What the real server sends in order is checked on Xvfb; these are the
+      // sequences XTest cannot easily make.
+      {"both Alts: the flag stays while either is down; a second release is nothing",
        {{Raw::press, 64, Event{Type::flagsChanged, 58, kOption}},
         {Raw::press, 108, Event{Type::flagsChanged, 61, kOption}},
         {Raw::press, 64, std::nullopt},
         {Raw::release, 64, Event{Type::flagsChanged, 58, kOption}},
-        {Raw::release, 108, Event{Type::flagsChanged, 61, 0}}}},
+        {Raw::release, 108, Event{Type::flagsChanged, 61, 0}},
+        {Raw::release, 108, std::nullopt}}},
       {"Caps Lock toggles at the press; XKB's report wins",
        {{Raw::press, 66, Event{Type::flagsChanged, 57, kCaps}},
         {Raw::release, 66, std::nullopt},
@@ -143,18 +138,7 @@ TEST(X11RawEventTranslatorTest, TracksModifiersAndButtonsAcrossSequences) {
         {Raw::locks, 0, std::nullopt},
         {Raw::press, 133, Event{Type::flagsChanged, 55, ModifierFlags::command}},
         {Raw::press, 200, Event{Type::keyDown, 0x100 + 200, ModifierFlags::command}}}},
-      {"left drag, other buttons, the wheel",
-       {{Raw::motion, 0, std::nullopt},
-        {Raw::button, 1, Event{Type::leftMouseDown, 0, 0}},
-        {Raw::motion, 0, Event{Type::leftMouseDragged, 0, 0}},
-        {Raw::button, 4, std::nullopt},
-        {Raw::buttonUp, 4, std::nullopt},
-        {Raw::buttonUp, 1, Event{Type::leftMouseUp, 0, 0}},
-        {Raw::motion, 0, std::nullopt},
-        {Raw::button, 3, Event{Type::rightMouseDown, 0, 0}},
-        {Raw::buttonUp, 3, std::nullopt},
-        {Raw::button, 2, Event{Type::otherMouseDown, 0, 0}},
-        {Raw::button, 8, Event{Type::otherMouseDown, 0, 0}}}},
+      {"a button beyond the wheel's", {{Raw::button, 8, Event{Type::otherMouseDown, 0, 0}}}},
   };
   for (const Case& c : cases) {
     X11RawEventTranslator translator;
