@@ -21,7 +21,6 @@ class FakeHotKeyRegistrar final : public HotKeyRegistering {
   };
 
   std::optional<Ref> registerHotKey(uint16_t keyCode, uint32_t modifiers, HotKeyID id) override {
-    ++registrationAttempts;
     if (takenByOthers.contains({keyCode, modifiers})) return std::nullopt;
     for (const auto& [ref, r] : registered_) {
       if (r.keyCode == keyCode && r.modifiers == modifiers) return std::nullopt;
@@ -53,7 +52,6 @@ class FakeHotKeyRegistrar final : public HotKeyRegistering {
   bool hasHandler() const { return static_cast<bool>(handler_); }
 
   std::set<std::pair<uint16_t, uint32_t>> takenByOthers;
-  int registrationAttempts = 0;
 
  private:
   std::map<Ref, Registration> registered_;

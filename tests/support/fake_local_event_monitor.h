@@ -25,7 +25,6 @@ class FakeLocalEventMonitor final : public LocalEventMonitoring {
     return token;
   }
   void removeMonitor(Token token) override {
-    removedTokens.push_back(token);
     std::erase_if(monitors_, [token](const Monitor& m) { return m.token == token; });
   }
 
@@ -39,15 +38,8 @@ class FakeLocalEventMonitor final : public LocalEventMonitoring {
   }
 
   std::size_t monitorCount() const { return monitors_.size(); }
-  std::optional<uint64_t> maskOf(Token token) const {
-    for (const Monitor& monitor : monitors_) {
-      if (monitor.token == token) return monitor.mask;
-    }
-    return std::nullopt;
-  }
 
   bool refuseMonitors = false;
-  std::vector<Token> removedTokens;
 
  private:
   struct Monitor {

@@ -20,10 +20,7 @@ class FakeTap : public Seam {
     handler_ = std::move(handler);
     return true;
   }
-  void stop() override {
-    ++stopCount;
-    handler_ = nullptr;
-  }
+  void stop() override { handler_ = nullptr; }
   void enable() override {
     ++enableCount;
     if (onEnable) onEnable();
@@ -35,7 +32,6 @@ class FakeTap : public Seam {
   // Runs inside enable(), so that a test can place the re-enable in an ordered log.
   std::function<void()> onEnable;
   std::atomic<int> startCount{0};
-  std::atomic<int> stopCount{0};
   std::atomic<int> enableCount{0};
 
  protected:

@@ -2,386 +2,164 @@
 #include "core/triggers/modifier_tap_recognizer.h"
 #include "core/triggers/region_selection_drag_recognizer.h"
 #include "core/triggers/region_selection_shortcut_recognizer.h"
+#include "core/triggers/trigger_steps.h"
 
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <string>
-#include <vector>
 
 namespace trelvis {
 namespace {
 
 using namespace std::chrono_literals;
+using testing::parseSteps;
+using testing::TriggerStep;
 using Update = RegionSelectionGestureUpdate;
 using Phase = RegionSelectionShortcutRecognizer::Phase;
 
-constexpr uint64_t kCaps = ModifierFlags::capsLock;
-constexpr uint64_t kShift = ModifierFlags::shift;
-constexpr uint64_t kCtl = ModifierFlags::control;
-constexpr uint64_t kOpt = ModifierFlags::option;
-constexpr uint64_t kCmd = ModifierFlags::command;
-constexpr uint64_t kFn = ModifierFlags::function;
-
 constexpr uint16_t kLOpt = KeyCodes::leftOption;
 constexpr uint16_t kROpt = KeyCodes::rightOption;
-constexpr uint16_t kLCtl = KeyCodes::leftControl;
-constexpr uint16_t kRCtl = KeyCodes::rightControl;
-constexpr uint16_t kLShift = KeyCodes::leftShift;
-constexpr uint16_t kLCmd = KeyCodes::leftCommand;
+constexpr uint16_t kRShift = KeyCodes::rightShift;
 
-ShortcutBinding tapBinding(uint16_t keyCode) {
+ShortcutBinding tapOn(uint16_t keyCode) {
   return {"lookupTrigger", ShortcutBindingKind::modifierTap, keyCode, 0};
 }
-ShortcutBinding chordBinding(uint32_t modifiers = CarbonModifiers::chord) {
+ShortcutBinding chordOf(uint32_t modifiers) {
   return {"lookupTrigger", ShortcutBindingKind::modifierChord, kNoKeyCode, modifiers};
 }
+const ShortcutBinding kChord = chordOf(CarbonModifiers::chord);
 
-// One step: a flags-changed event, or one of the interruptions the monitors send.
-struct Step {
-  enum Op { flags, cancelIfTracking, resetPress, resetAll } op = flags;
-  uint16_t keyCode = 0;
-  uint64_t modifierFlags = 0;
-};
-Step ev(uint16_t keyCode, uint64_t modifierFlags) {
-  return {Step::flags, keyCode, modifierFlags};
-}
-
-// Each step's answer as one character: '1' for a completed tap, '0' otherwise.
-std::string runTap(ModifierTapRecognizer& recognizer, const std::vector<Step>& steps) {
+// Each step's answer: '1' for a completed tap, '0' for none, '-' for the
+// interruptions "!" (cancelIfTracking), "r" (resetPress) and "R" (resetAll).
+std::string runTap(ModifierTapRecognizer& recognizer, const std::string& steps) {
   std::string answers;
-  for (const Step& step : steps) {
-    switch (step.op) {
-      case Step::flags: {
-        const bool fired = recognizer.binding.kind == ShortcutBindingKind::modifierChord
-                               ? recognizer.handleChord(step.keyCode, step.modifierFlags)
-                               : recognizer.handle(step.keyCode, step.modifierFlags);
-        answers += fired ? '1' : '0';
-        break;
-      }
-      case Step::cancelIfTracking:
-        recognizer.cancelIfTracking();
-        answers += '-';
-        break;
-      case Step::resetPress:
-        recognizer.resetPress();
-        answers += '-';
-        break;
-      case Step::resetAll:
-        recognizer.resetAll();
-        answers += '-';
-        break;
+  for (const TriggerStep& step : parseSteps(steps)) {
+    if (step.op == "!") recognizer.cancelIfTracking();
+    if (step.op == "r") recognizer.resetPress();
+    if (step.op == "R") recognizer.resetAll();
+    if (!step.op.empty()) {
+      answers += '-';
+    } else if (recognizer.binding.kind == ShortcutBindingKind::modifierChord) {
+      answers += recognizer.handleChord(step.keyCode, step.modifierFlags) ? '1' : '0';
+    } else {
+      answers += recognizer.handle(step.keyCode, step.modifierFlags) ? '1' : '0';
     }
   }
   return answers;
 }
 
 TEST(ModifierTapRecognizerTest, TapIsWhatHappensBetweenPressAndRelease) {
-  const Step cancel{Step::cancelIfTracking};
-  const Step resetAll{Step::resetAll};
-  const Step resetPress{Step::resetPress};
   struct Case {
     const char* name;
-    uint16_t boundKey;
-    std::vector<Step> steps;
+    ShortcutBinding binding;
+    std::string steps;
     std::string expected;
   };
   const Case cases[] = {
-      {"a press and release is a tap, however long", kLOpt, {ev(kLOpt, kOpt), ev(kLOpt, 0)}, "01"},
-      {"two taps in a row",
-       kLOpt,
-       {ev(kLOpt, kOpt), ev(kLOpt, 0), ev(kLOpt, kOpt), ev(kLOpt, 0)},
-       "0101"},
-      {"a release with no press", kLOpt, {ev(kLOpt, 0)}, "0"},
-      {"left Control taps", kLCtl, {ev(kLCtl, kCtl), ev(kLCtl, 0)}, "01"},
-      {"right Control taps", kRCtl, {ev(kRCtl, kCtl), ev(kRCtl, 0)}, "01"},
-      {"right Option bound, left pressed: paired key, nothing",
-       kROpt,
-       {ev(kLOpt, kOpt), ev(kLOpt, 0)},
-       "00"},
-      {"right Shift is not a tap key",
-       KeyCodes::rightShift,
-       {ev(KeyCodes::rightShift, kShift), ev(KeyCodes::rightShift, 0)},
-       "00"},
-      {"Shift held, then Option tapped",
-       kLOpt,
-       {ev(kLShift, kShift), ev(kLOpt, kShift | kOpt), ev(kLOpt, kShift), ev(kLShift, 0)},
+      {"a release alone, then two taps", tapOn(kLOpt), "lopt/ lopt/o lopt/ lopt/o lopt/", "00101"},
+      {"left Control", tapOn(KeyCodes::leftControl), "lctl/c lctl/", "01"},
+      {"right Control", tapOn(KeyCodes::rightControl), "rctl/c rctl/", "01"},
+      {"right Option bound, left pressed", tapOn(kROpt), "lopt/o lopt/", "00"},
+      {"right Shift is not a tap key", tapOn(kRShift), "rsh/s rsh/", "00"},
+      {"Shift held, then Option tapped", tapOn(kLOpt), "lsh/s lopt/so lopt/s lsh/", "0000"},
+      {"Shift pressed and released during the hold", tapOn(kLOpt), "lopt/o lsh/os lsh/o lopt/",
        "0000"},
-      {"Shift pressed and released during the hold",
-       kLOpt,
-       {ev(kLOpt, kOpt), ev(kLShift, kOpt | kShift), ev(kLShift, kOpt), ev(kLOpt, 0)},
-       "0000"},
-      {"Caps Lock on", kLOpt, {ev(kLOpt, kCaps | kOpt), ev(kLOpt, kCaps)}, "00"},
-      {"Function down at the press", kLOpt, {ev(kLOpt, kFn | kOpt), ev(kLOpt, 0)}, "00"},
-      {"another modifier still set at the release",
-       kLOpt,
-       {ev(kLOpt, kOpt), ev(kLOpt, kCmd)},
-       "00"},
-      {"a bound-key event adding Command spoils the press",
-       kLOpt,
-       {ev(kLOpt, kOpt), ev(kLOpt, kOpt | kCmd), ev(kLOpt, 0)},
-       "000"},
+      {"Caps Lock on", tapOn(kLOpt), "lopt/ko lopt/k", "00"},
+      {"Function down at the press", tapOn(kLOpt), "lopt/fo lopt/", "00"},
+      {"another modifier still set at the release", tapOn(kLOpt), "lopt/o lopt/m", "00"},
+      {"a bound-key event adding Command", tapOn(kLOpt), "lopt/o lopt/om lopt/", "000"},
       // The shared flag stays set when the paired key goes up while the bound key is
       // held, so the paired key counts as down until its own next event.
-      {"paired key down first: this and later presses are spoiled until it moves again",
-       kLOpt,
-       {ev(kROpt, kOpt), ev(kLOpt, kOpt), ev(kROpt, kOpt), ev(kLOpt, 0), ev(kLOpt, kOpt),
-        ev(kLOpt, 0), ev(kROpt, kOpt), ev(kROpt, 0), ev(kLOpt, kOpt), ev(kLOpt, 0)},
-       "0000000001"},
-      {"paired key pressed during the hold",
-       kLOpt,
-       {ev(kLOpt, kOpt), ev(kROpt, kOpt), ev(kROpt, kOpt), ev(kLOpt, 0)},
-       "0000"},
-      {"an interruption cancels a tracked press",
-       kLOpt,
-       {ev(kLOpt, kOpt), cancel, ev(kLOpt, 0)},
-       "0-0"},
-      {"an interruption with nothing tracked changes nothing",
-       kLOpt,
-       {cancel, ev(kLOpt, kOpt), ev(kLOpt, 0)},
-       "-01"},
-      {"resetPress forgets the press but not the paired key",
-       kLOpt,
-       {ev(kROpt, kOpt), resetPress, ev(kLOpt, kOpt), ev(kLOpt, 0)},
-       "0-00"},
-      {"resetAll forgets the paired key too",
-       kLOpt,
-       {ev(kROpt, kOpt), resetAll, ev(kLOpt, kOpt), ev(kLOpt, 0)},
-       "0-01"},
-      {"resetPress mid-press: the release alone is no tap",
-       kLOpt,
-       {ev(kLOpt, kOpt), resetPress, ev(kLOpt, 0)},
-       "0-0"},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    ModifierTapRecognizer recognizer(tapBinding(c.boundKey));
-    EXPECT_EQ(runTap(recognizer, c.steps), c.expected);
-  }
-}
-
-TEST(ModifierTapRecognizerTest, ChordTapFiresOnTheLastRelease) {
-  const Step cancel{Step::cancelIfTracking};
-  struct Case {
-    const char* name;
-    uint32_t modifiers;
-    std::vector<Step> steps;
-    std::string expected;
-  };
-  const Case cases[] = {
-      {"Control, Option, Option up, Control up",
-       CarbonModifiers::chord,
-       {ev(kLCtl, kCtl), ev(kLOpt, kCtl | kOpt), ev(kLOpt, kCtl), ev(kLCtl, 0)},
-       "0001"},
-      {"released in the other order",
-       CarbonModifiers::chord,
-       {ev(kLOpt, kOpt), ev(kLCtl, kCtl | kOpt), ev(kLOpt, kCtl), ev(kLCtl, 0)},
-       "0001"},
-      {"right-hand keys",
-       CarbonModifiers::chord,
-       {ev(kRCtl, kCtl), ev(kROpt, kCtl | kOpt), ev(kRCtl, kOpt), ev(kROpt, 0)},
-       "0001"},
-      {"two chords in a row",
-       CarbonModifiers::chord,
-       {ev(kLCtl, kCtl), ev(kLOpt, kCtl | kOpt), ev(kLOpt, kCtl), ev(kLCtl, 0), ev(kLOpt, kOpt),
-        ev(kLCtl, kCtl | kOpt), ev(kLCtl, kOpt), ev(kLOpt, 0)},
-       "00010001"},
-      {"Option alone", CarbonModifiers::chord, {ev(kLOpt, kOpt), ev(kLOpt, 0)}, "00"},
-      {"Control alone", CarbonModifiers::chord, {ev(kLCtl, kCtl), ev(kLCtl, 0)}, "00"},
-      {"Shift added while the chord is held",
-       CarbonModifiers::chord,
-       {ev(kLCtl, kCtl), ev(kLOpt, kCtl | kOpt), ev(kLShift, kCtl | kOpt | kShift),
-        ev(kLShift, kCtl | kOpt), ev(kLOpt, kCtl), ev(kLCtl, 0)},
+      {"paired key down first spoils presses until it moves again", tapOn(kLOpt),
+       "ropt/o lopt/o ropt/o lopt/ lopt/o lopt/ ropt/o ropt/ lopt/o lopt/", "0000000001"},
+      {"paired key pressed during the hold", tapOn(kLOpt), "lopt/o ropt/o ropt/o lopt/", "0000"},
+      {"an interruption cancels a tracked press only", tapOn(kLOpt),
+       "! lopt/o ! lopt/ lopt/o lopt/", "-0-001"},
+      {"resetPress keeps the paired key", tapOn(kLOpt), "ropt/o r lopt/o lopt/", "0-00"},
+      {"resetAll forgets the paired key too", tapOn(kLOpt), "ropt/o R lopt/o lopt/", "0-01"},
+      {"resetPress mid-press: the release alone is no tap", tapOn(kLOpt), "lopt/o r lopt/", "0-0"},
+      {"chord: fires on the last release, in either order", kChord,
+       "lctl/c lopt/co lopt/c lctl/ lopt/o lctl/co lctl/o lopt/", "00010001"},
+      {"chord: right-hand keys", kChord, "rctl/c ropt/co rctl/o ropt/", "0001"},
+      {"chord: Option alone, Control alone", kChord, "lopt/o lopt/ lctl/c lctl/", "0000"},
+      {"chord: Shift added while held", kChord, "lctl/c lopt/co lsh/cos lsh/co lopt/c lctl/",
        "000000"},
-      {"Caps Lock on",
-       CarbonModifiers::chord,
-       {ev(kLCtl, kCaps | kCtl), ev(kLOpt, kCaps | kCtl | kOpt), ev(kLOpt, kCaps | kCtl),
-        ev(kLCtl, kCaps)},
-       "0000"},
-      {"an interruption during the chord",
-       CarbonModifiers::chord,
-       {ev(kLCtl, kCtl), ev(kLOpt, kCtl | kOpt), cancel, ev(kLOpt, kCtl), ev(kLCtl, 0)},
-       "00-00"},
-      {"a chord binding that is not Control+Option never fires",
-       CarbonModifiers::option,
-       {ev(kLCtl, kCtl), ev(kLOpt, kCtl | kOpt), ev(kLOpt, kCtl), ev(kLCtl, 0)},
-       "0000"},
+      {"chord: Caps Lock on", kChord, "lctl/kc lopt/kco lopt/kc lctl/k", "0000"},
+      {"chord: an interruption", kChord, "lctl/c lopt/co ! lopt/c lctl/", "00-00"},
+      {"chord: not Control+Option never fires", chordOf(CarbonModifiers::option),
+       "lctl/c lopt/co lopt/c lctl/", "0000"},
   };
   for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    ModifierTapRecognizer recognizer(chordBinding(c.modifiers));
-    EXPECT_EQ(runTap(recognizer, c.steps), c.expected);
+    ModifierTapRecognizer recognizer(c.binding);
+    EXPECT_EQ(runTap(recognizer, c.steps), c.expected) << c.name;
   }
 }
 
-// A region step: a flags event (expecting `expected`), or a forced phase.
-struct RegionStep {
-  uint16_t keyCode = 0;
-  uint64_t modifierFlags = 0;
-  Update::Kind expected = Update::Kind::none;
-  std::optional<Phase> forcePhase;
-};
-RegionStep rs(uint16_t keyCode, uint64_t modifierFlags, Update::Kind expected) {
-  return {keyCode, modifierFlags, expected, std::nullopt};
-}
-RegionStep force(Phase phase) {
-  return {0, 0, Update::Kind::none, phase};
-}
-
-TEST(RegionSelectionShortcutRecognizerTest, ModifierTapBindingArmsAndCancels) {
-  using K = Update::Kind;
+// Each step's answer: '.' none, 'a' armed, 'x' cancelled; "X" calls cancel().
+// "=idle", "=armed" and "=drag" set the phase (the monitor does on pointer
+// events) and answer '-'.
+TEST(RegionSelectionShortcutRecognizerTest, ArmsWhileTheShortcutIsHeldExactly) {
   struct Case {
     const char* name;
-    uint16_t boundKey;
-    std::vector<RegionStep> steps;
+    ShortcutBinding binding;
+    std::string steps;
+    std::string expected;
     Phase finalPhase;
     bool pairedDown = false;
   };
+  const auto idle = Phase::idle;
+  const auto armed = Phase::armed;
+  const auto dragging = Phase::pointerOwned;
+  const auto lopt = tapOn(kLOpt);
   const Case cases[] = {
-      {"press arms, release cancels",
-       kLOpt,
-       {rs(kLOpt, kOpt, K::armed), rs(kLOpt, 0, K::cancelled)},
-       Phase::idle},
-      {"a repeated flags event while armed",
-       kLOpt,
-       {rs(kLOpt, kOpt, K::armed), rs(kLOpt, kOpt, K::none)},
-       Phase::armed},
-      {"armed, bound key with Command",
-       kLOpt,
-       {rs(kLOpt, kOpt, K::armed), rs(kLOpt, kOpt | kCmd, K::cancelled)},
-       Phase::idle},
-      {"Shift pressed and released during the hold cancels at once",
-       kLOpt,
-       {rs(kLOpt, kOpt, K::armed), rs(kLShift, kOpt | kShift, K::cancelled),
-        rs(kLShift, kOpt, K::none), rs(kLOpt, 0, K::none)},
-       Phase::idle},
-      {"Shift held, then Option",
-       kLOpt,
-       {rs(kLShift, kShift, K::none), rs(kLOpt, kShift | kOpt, K::none),
-        rs(kLOpt, kShift, K::none)},
-       Phase::idle},
-      {"Caps Lock on", kLOpt, {rs(kLOpt, kCaps | kOpt, K::none)}, Phase::idle},
-      {"paired key already down: stays idle",
-       kLOpt,
-       {rs(kROpt, kOpt, K::none), rs(kLOpt, kOpt, K::none)},
-       Phase::idle,
-       true},
-      {"paired key while armed",
-       kLOpt,
-       {rs(kLOpt, kOpt, K::armed), rs(kROpt, kOpt, K::cancelled)},
-       Phase::idle,
-       true},
-      {"paired key released clears its flag",
-       kLOpt,
-       {rs(kROpt, kOpt, K::none), rs(kROpt, 0, K::none), rs(kLOpt, kOpt, K::armed)},
-       Phase::armed},
-      {"pointer owns it: releasing the key does nothing",
-       kLOpt,
-       {rs(kLOpt, kOpt, K::armed), force(Phase::pointerOwned), rs(kLOpt, 0, K::none),
-        rs(kLShift, 0, K::none)},
-       Phase::pointerOwned},
-      {"pointer owns it: another modifier cancels",
-       kLOpt,
-       {force(Phase::pointerOwned), rs(kLShift, kOpt | kShift, K::cancelled)},
-       Phase::idle},
-      {"pointer owns it: the paired key cancels",
-       kLOpt,
-       {force(Phase::pointerOwned), rs(kROpt, 0, K::cancelled)},
-       Phase::idle},
-      {"a binding on no tap key never arms",
-       KeyCodes::rightShift,
-       {rs(KeyCodes::rightShift, kShift, K::none), force(Phase::armed),
-        rs(KeyCodes::rightShift, 0, K::cancelled)},
-       Phase::idle},
+      {"press arms, release cancels", lopt, "lopt/o lopt/", "ax", idle},
+      {"a repeated flags event while armed", lopt, "lopt/o lopt/o", "a.", armed},
+      {"armed, bound key with Command", lopt, "lopt/o lopt/om", "ax", idle},
+      {"Shift during the hold cancels at once", lopt, "lopt/o lsh/os lsh/o lopt/", "ax..", idle},
+      {"Shift held, then Option", lopt, "lsh/s lopt/so lopt/s", "...", idle},
+      {"Caps Lock on", lopt, "lopt/ko", ".", idle},
+      {"paired key already down", lopt, "ropt/o lopt/o", "..", idle, true},
+      {"paired key while armed", lopt, "lopt/o ropt/o", "ax", idle, true},
+      {"paired key released clears its flag", lopt, "ropt/o ropt/ lopt/o", "..a", armed},
+      {"dragging: releasing the key does nothing", lopt, "lopt/o =drag lopt/ lsh/", "a-..",
+       dragging},
+      {"dragging: another modifier cancels", lopt, "=drag lsh/os", "-x", idle},
+      {"dragging: the paired key cancels", lopt, "=drag ropt/", "-x", idle},
+      {"cancel reports only a phase left", lopt, "X =armed X =drag X", ".-x-x", idle},
+      {"a binding on no tap key never arms", tapOn(kRShift), "rsh/s =armed rsh/", ".-x", idle},
+      {"chord arms; releasing one key cancels", kChord, "lctl/c lopt/co lopt/c", ".ax", idle},
+      {"chord: an exact repeat while armed", kChord, "lopt/co rctl/co", "a.", armed},
+      {"chord: exact flags from another key do not arm", kChord, "lcmd/co", ".", idle},
+      {"chord: armed, then another key", kChord, "lopt/co lcmd/co", "ax", idle},
+      {"chord: Caps Lock on", kChord, "lopt/kco", ".", idle},
+      {"chord dragging: the chord keys may go", kChord, "=drag lopt/c lctl/", "-..", dragging},
+      {"chord dragging: a foreign modifier cancels", kChord, "=drag lopt/cos", "-x", idle},
+      {"chord dragging: a key outside the chord cancels", kChord, "=drag lsh/co", "-x", idle},
+      {"a chord that is not Control+Option never arms", chordOf(CarbonModifiers::option),
+       "lctl/c lopt/co =armed lopt/co", "..-x", idle},
   };
   for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    RegionSelectionShortcutRecognizer recognizer(tapBinding(c.boundKey));
-    for (std::size_t i = 0; i < c.steps.size(); ++i) {
-      const RegionStep& step = c.steps[i];
-      if (step.forcePhase) {
-        recognizer.phase = *step.forcePhase;
+    RegionSelectionShortcutRecognizer recognizer(c.binding);
+    std::string answers;
+    for (const TriggerStep& step : parseSteps(c.steps)) {
+      if (step.op.starts_with('=')) {
+        recognizer.phase = step.op == "=idle" ? idle : step.op == "=armed" ? armed : dragging;
+        answers += '-';
         continue;
       }
-      EXPECT_EQ(toString(recognizer.handleModifierTap(step.keyCode, step.modifierFlags).kind()),
-                toString(step.expected))
-          << "step " << i;
+      const Update update = step.op == "X" ? recognizer.cancel()
+                            : c.binding.kind == ShortcutBindingKind::modifierChord
+                                ? recognizer.handleModifierChord(step.keyCode, step.modifierFlags)
+                                : recognizer.handleModifierTap(step.keyCode, step.modifierFlags);
+      answers += update == Update::armed()       ? 'a'
+                 : update == Update::cancelled() ? 'x'
+                 : update.isNone()               ? '.'
+                                                 : '?';
     }
-    EXPECT_EQ(recognizer.phase, c.finalPhase);
-    EXPECT_EQ(recognizer.isPairedModifierDown, c.pairedDown);
-  }
-}
-
-TEST(RegionSelectionShortcutRecognizerTest, ChordBindingMustStayExactWhileArmed) {
-  using K = Update::Kind;
-  struct Case {
-    const char* name;
-    uint32_t modifiers;
-    std::vector<RegionStep> steps;
-    Phase finalPhase;
-  };
-  const Case cases[] = {
-      {"chord arms; releasing one key cancels",
-       CarbonModifiers::chord,
-       {rs(kLCtl, kCtl, K::none), rs(kLOpt, kCtl | kOpt, K::armed), rs(kLOpt, kCtl, K::cancelled)},
-       Phase::idle},
-      {"an exact repeat while armed",
-       CarbonModifiers::chord,
-       {rs(kLOpt, kCtl | kOpt, K::armed), rs(kRCtl, kCtl | kOpt, K::none)},
-       Phase::armed},
-      {"exact flags from a key outside the chord do not arm",
-       CarbonModifiers::chord,
-       {rs(kLCmd, kCtl | kOpt, K::none)},
-       Phase::idle},
-      {"armed, then Command goes up elsewhere: not a chord key",
-       CarbonModifiers::chord,
-       {rs(kLOpt, kCtl | kOpt, K::armed), rs(kLCmd, kCtl | kOpt, K::cancelled)},
-       Phase::idle},
-      {"Caps Lock on",
-       CarbonModifiers::chord,
-       {rs(kLOpt, kCaps | kCtl | kOpt, K::none)},
-       Phase::idle},
-      {"pointer owns it: the chord keys may go",
-       CarbonModifiers::chord,
-       {force(Phase::pointerOwned), rs(kLOpt, kCtl, K::none), rs(kLCtl, 0, K::none)},
-       Phase::pointerOwned},
-      {"pointer owns it: a foreign modifier cancels",
-       CarbonModifiers::chord,
-       {force(Phase::pointerOwned), rs(kLOpt, kCtl | kOpt | kShift, K::cancelled)},
-       Phase::idle},
-      {"pointer owns it: a key outside the chord cancels",
-       CarbonModifiers::chord,
-       {force(Phase::pointerOwned), rs(kLShift, kCtl | kOpt, K::cancelled)},
-       Phase::idle},
-      {"a chord that is not Control+Option never arms",
-       CarbonModifiers::option,
-       {rs(kLCtl, kCtl, K::none), rs(kLOpt, kCtl | kOpt, K::none), force(Phase::armed),
-        rs(kLOpt, kCtl | kOpt, K::cancelled)},
-       Phase::idle},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    RegionSelectionShortcutRecognizer recognizer(chordBinding(c.modifiers));
-    for (std::size_t i = 0; i < c.steps.size(); ++i) {
-      const RegionStep& step = c.steps[i];
-      if (step.forcePhase) {
-        recognizer.phase = *step.forcePhase;
-        continue;
-      }
-      EXPECT_EQ(toString(recognizer.handleModifierChord(step.keyCode, step.modifierFlags).kind()),
-                toString(step.expected))
-          << "step " << i;
-    }
-    EXPECT_EQ(recognizer.phase, c.finalPhase);
-  }
-}
-
-TEST(RegionSelectionShortcutRecognizerTest, CancelReportsOnlyALeftPhase) {
-  for (const Phase phase : {Phase::idle, Phase::armed, Phase::pointerOwned}) {
-    RegionSelectionShortcutRecognizer recognizer(tapBinding(kLOpt));
-    recognizer.phase = phase;
-    EXPECT_EQ(recognizer.cancel(), phase == Phase::idle ? Update::none() : Update::cancelled());
-    EXPECT_EQ(recognizer.phase, Phase::idle);
+    EXPECT_EQ(answers, c.expected) << c.name;
+    EXPECT_EQ(recognizer.phase, c.finalPhase) << c.name;
+    EXPECT_EQ(recognizer.isPairedModifierDown, c.pairedDown) << c.name;
   }
 }
 
@@ -401,22 +179,15 @@ TEST(RegionSelectionDragRecognizerTest, OneOpenDragAtATimeStampedAtItsPress) {
 
   EXPECT_EQ(drag.begin({1, 2}, t2), Update::began({{1, 2}, {1, 2}, t2}));
   drag.reset();
-  EXPECT_FALSE(drag.start);
-  EXPECT_EQ(drag.triggeredAt, t2);
   EXPECT_EQ(drag.update({3, 4}), Update::none());
 }
 
 TEST(RegionSelectionGestureUpdateTest, ComparesCaseAndGesture) {
   const RegionSelectionGesture a{{1, 2}, {3, 4}, Instant() + 1ms};
   const RegionSelectionGesture b{{1, 2}, {3, 5}, Instant() + 1ms};
-  EXPECT_EQ(Update::began(a), Update::began(a));
   EXPECT_NE(Update::began(a), Update::began(b));
   EXPECT_NE(Update::began(a), Update::changed(a));
-  EXPECT_NE(Update::completed(a), Update::cancelled());
-  EXPECT_EQ(Update(), Update::none());
-  EXPECT_NE(Update::armed(), Update::none());
   EXPECT_EQ(Update::armed().gesture(), nullptr);
-  ASSERT_NE(Update::changed(b).gesture(), nullptr);
   EXPECT_EQ(*Update::changed(b).gesture(), b);
   EXPECT_EQ(describe(Update::began(a)), "began((1, 2) -> (3, 4) @ 1000000ns)");
 }

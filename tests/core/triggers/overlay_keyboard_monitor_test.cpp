@@ -1,6 +1,7 @@
 #include "core/triggers/overlay_keyboard_monitor.h"
 #include "base/log.h"
 #include "core/triggers/overlay_local_keyboard_state.h"
+#include "core/triggers/trigger_steps.h"
 #include "support/fake_input_environment.h"
 #include "support/fake_overlay_keyboard_tap.h"
 
@@ -8,6 +9,7 @@
 
 #include <memory>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -16,134 +18,110 @@ namespace {
 
 using T = InputEventType;
 
-constexpr uint64_t kCaps = ModifierFlags::capsLock;
-constexpr uint64_t kShift = ModifierFlags::shift;
-constexpr uint64_t kChord = ModifierFlags::command;  // the copy chord as taps report it
-constexpr uint64_t kOpt = ModifierFlags::option;
-constexpr uint64_t kOther = ModifierFlags::control;
-constexpr uint64_t kFn = ModifierFlags::function;
 constexpr uint16_t kC = KeyCodes::c;
 constexpr uint16_t kEsc = KeyCodes::escape;
 
-struct CardState {
-  bool visible = true;
-  bool pinned = false;
-  std::optional<std::string> selectedText = "hello";
-};
-
-// A key event with the answer expected for it, or a change of the card.
-struct Step {
-  std::optional<OverlayKeyboardEvent> event;
-  bool swallowed = false;
-  std::optional<CardState> card;
-};
-Step down(uint16_t keyCode, uint64_t flags, bool swallowed) {
-  return {OverlayKeyboardEvent{T::keyDown, keyCode, flags, false}, swallowed, std::nullopt};
-}
-Step repeat(uint16_t keyCode, uint64_t flags, bool swallowed) {
-  return {OverlayKeyboardEvent{T::keyDown, keyCode, flags, true}, swallowed, std::nullopt};
-}
-Step up(uint16_t keyCode, bool swallowed) {
-  return {OverlayKeyboardEvent{T::keyUp, keyCode, 0, false}, swallowed, std::nullopt};
-}
-Step card(CardState state) {
-  return {std::nullopt, false, state};
-}
-
 struct Harness {
   explicit Harness(uint64_t copyModifier = kPlatformCopyChordModifier) {
-    OverlayKeyboardMonitor::Closures closures;
-    closures.isOverlayVisible = [this] {
-      return state.visible;
-    };
-    closures.isOverlayPinned = [this] {
-      return state.pinned;
-    };
-    closures.selectedText = [this] {
-      return state.selectedText;
-    };
-    closures.onEscape = [this] {
-      log.push_back("escape");
-    };
-    closures.onCopy = [this](const std::string& text) {
-      log.push_back("copy " + text);
-    };
-    monitor = std::make_shared<OverlayKeyboardMonitor>(permission, tap, std::move(closures),
-                                                       copyModifier);
+    monitor = std::make_shared<OverlayKeyboardMonitor>(
+        permission, tap,
+        OverlayKeyboardMonitor::Closures{[this] { return visible; }, [this] { return pinned; },
+                                         [this] { return selection; },
+                                         [this] { log.push_back("escape"); },
+                                         [this](const std::string& text) {
+                                           log.push_back("copy " + text);
+                                         }},
+        copyModifier);
   }
+
+  // Sends the key events of `steps` and answers, for each, '1' when it was
+  // swallowed and '0' when it went on. A step is "esc", "c" or "a", then "*" for
+  // an auto-repeat or "^" for the release, then the flags as in trigger_steps.h
+  // ("c/m": C with Command, the copy chord as taps report it). "[pinned]",
+  // "[hidden]", "[noselection]" and "[empty]" change the card and answer '-'.
+  std::string send(const std::string& steps) {
+    std::istringstream words(steps);
+    std::string answers;
+    for (std::string word; words >> word;) {
+      if (word.starts_with('[')) {
+        pinned = pinned || word == "[pinned]";
+        visible = visible && word != "[hidden]";
+        if (word == "[noselection]") selection = std::nullopt;
+        if (word == "[empty]") selection = "";
+        answers += '-';
+        continue;
+      }
+      const size_t slash = std::min(word.find('/'), word.size());
+      const OverlayKeyboardEvent event{
+          word.find('^') < slash ? T::keyUp : T::keyDown,
+          word.starts_with("esc") ? kEsc
+          : word.starts_with('c') ? kC
+                                  : uint16_t{0},
+          testing::parseFlags(word.substr(std::min(slash + 1, word.size()))),
+          word.find('*') < slash};
+      answers += tap.send(event) ? '1' : '0';
+    }
+    return answers;
+  }
+
   FakeAccessibilityPermission permission;
   FakeOverlayKeyboardTap tap;
-  CardState state;
+  bool visible = true;
+  bool pinned = false;
+  std::optional<std::string> selection = "hello";
   std::vector<std::string> log;
   std::shared_ptr<OverlayKeyboardMonitor> monitor;
 };
 
 TEST(OverlayKeyboardMonitorTest, SwallowsEscapeAndTheCopyChordWithTheirKeyUps) {
-  CardState pinned;
-  pinned.pinned = true;
-  CardState hidden;
-  hidden.visible = false;
-  CardState noSelection;
-  noSelection.selectedText = std::nullopt;
-  CardState emptySelection;
-  emptySelection.selectedText = "";
   struct Case {
     const char* name;
-    std::vector<Step> steps;
+    std::string steps;
+    std::string swallowed;
     std::vector<std::string> expected;
     uint64_t copyModifier = kPlatformCopyChordModifier;
   };
   const Case cases[] = {
       {"Escape with its repeats and key-up; a second key-up goes on",
-       {down(kEsc, 0, true), repeat(kEsc, 0, true), repeat(kEsc, 0, true), up(kEsc, true),
-        up(kEsc, false)},
+       "esc esc* esc* esc^ esc^",
+       "11110",
        {"escape"}},
-      {"Escape on a pinned card reaches the application",
-       {card(pinned), down(kEsc, 0, false), repeat(kEsc, 0, false), up(kEsc, false)},
-       {}},
+      {"Escape on a pinned card reaches the application", "[pinned] esc esc* esc^", "-000", {}},
       {"the card hides while Escape is held: the key-up is still swallowed",
-       {down(kEsc, 0, true), card(hidden), repeat(kEsc, 0, true), up(kEsc, true)},
+       "esc [hidden] esc* esc^",
+       "1-11",
        {"escape"}},
-      {"no card: nothing is swallowed", {card(hidden), down(kEsc, 0, false), up(kEsc, false)}, {}},
-      {"the copy chord copies the selection",
-       {down(kC, kChord, true), repeat(kC, kChord, true), up(kC, true)},
-       {"copy hello"}},
-      {"Caps Lock and Function do not matter to the chord",
-       {down(kC, kChord | kCaps | kFn, true), up(kC, true)},
-       {"copy hello"}},
+      {"no card: nothing is swallowed", "[hidden] esc esc^ c/m", "-000", {}},
+      {"the copy chord copies the selection", "c/m c*/m c^", "111", {"copy hello"}},
+      {"Caps Lock and Function do not matter to the chord", "c/mkf c^", "11", {"copy hello"}},
       {"the copy chord with no selection reaches the application",
-       {card(noSelection), down(kC, kChord, false), card(emptySelection), down(kC, kChord, false),
-        up(kC, false)},
+       "[noselection] c/m [empty] c/m c^",
+       "-0-00",
        {}},
-      {"the chord with Shift or Option, or plain C, always reaches the application",
-       {down(kC, kChord | kShift, false), down(kC, kChord | kOpt, false), down(kC, 0, false),
-        down(kC, kOther, false), repeat(kC, kChord, false)},
+      {"the chord with Shift or Option, or plain C, reaches the application",
+       "c/ms c/mo c c/c c*/m",
+       "00000",
        {}},
-      {"other keys and their repeats go on",
-       {down(0, kChord, false), repeat(0, kChord, false), up(0, false), repeat(kEsc, 0, false)},
+      {"other keys go on, and so do repeats of keys not swallowed",
+       "a/m a*/m a^ esc* c*/m",
+       "00000",
        {}},
       {"with Control as the chord modifier, Control+C copies and Command+C does not",
-       {down(kC, kOther, true), up(kC, true), down(kC, kChord, false)},
+       "c/c c^ c/m",
+       "110",
        {"copy hello"},
-       kOther},
+       ModifierFlags::control},
   };
   for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
     Harness h(c.copyModifier);
     ASSERT_TRUE(h.monitor->start());
-    for (std::size_t i = 0; i < c.steps.size(); ++i) {
-      const Step& step = c.steps[i];
-      if (step.card) {
-        h.state = *step.card;
-        continue;
-      }
-      EXPECT_EQ(h.tap.send(*step.event), step.swallowed) << "step " << i;
-    }
-    EXPECT_EQ(h.log, c.expected);
+    EXPECT_EQ(h.send(c.steps), c.swallowed) << c.name;
+    EXPECT_EQ(h.log, c.expected) << c.name;
   }
 }
 
-TEST(OverlayKeyboardMonitorTest, StartsWithTrustAndForgetsPendingKeyUpsWhenStopped) {
+TEST(OverlayKeyboardMonitorTest, StartsWithTrustReEnablesAndForgetsPendingKeyUpsWhenStopped) {
+  LogCapture capture;
   Harness h;
   h.permission.trusted = false;
   EXPECT_FALSE(h.monitor->start());
@@ -156,21 +134,9 @@ TEST(OverlayKeyboardMonitorTest, StartsWithTrustAndForgetsPendingKeyUpsWhenStopp
   ASSERT_TRUE(h.monitor->start());
   EXPECT_TRUE(h.monitor->isRunning());
 
-  EXPECT_TRUE(h.tap.send({T::keyDown, kEsc, 0, false}));
-  EXPECT_TRUE(h.monitor->isKeyUpPending(kEsc));
-  h.monitor->stop();
-  EXPECT_FALSE(h.monitor->isRunning());
-  EXPECT_FALSE(h.monitor->isKeyUpPending(kEsc));
-  EXPECT_FALSE(h.monitor->handleEvent({T::keyUp, kEsc, 0, false}));
-}
-
-TEST(OverlayKeyboardMonitorTest, ReEnablesADisabledTap) {
-  LogCapture capture;
-  Harness h;
-  ASSERT_TRUE(h.monitor->start());
   EXPECT_FALSE(h.tap.send({T::tapDisabledByTimeout, 0, 0, false}));
   EXPECT_FALSE(h.tap.send({T::tapDisabledByUserInput, 0, 0, false}));
-  EXPECT_FALSE(h.tap.send({T::flagsChanged, KeyCodes::leftOption, kOpt, false}));
+  EXPECT_FALSE(h.tap.send({T::flagsChanged, KeyCodes::leftOption, ModifierFlags::option, false}));
   EXPECT_EQ(h.tap.enableCount, 2);
   const std::vector<LogRecord> expected = {
       {"overlay-keyboard-tap", LogLevel::error, "tap disabled by timeout — re-enabling"},
@@ -178,15 +144,22 @@ TEST(OverlayKeyboardMonitorTest, ReEnablesADisabledTap) {
   };
   EXPECT_EQ(capture.records("overlay-keyboard-tap"), expected);
 
+  EXPECT_EQ(h.send("esc"), "1");
+  EXPECT_TRUE(h.monitor->isKeyUpPending(kEsc));
+  h.monitor->stop();
+  EXPECT_FALSE(h.monitor->isRunning());
+  EXPECT_FALSE(h.monitor->isKeyUpPending(kEsc));
+  EXPECT_FALSE(h.monitor->handleEvent({T::keyUp, kEsc, 0, false}));
+
   // Once the monitor is gone its tap swallows nothing.
-  EXPECT_TRUE(h.tap.send({T::keyDown, kEsc, 0, false}));
+  ASSERT_TRUE(h.monitor->start());
+  EXPECT_EQ(h.send("esc"), "1");
   h.monitor.reset();
-  EXPECT_FALSE(h.tap.send({T::keyUp, kEsc, 0, false}));
+  EXPECT_EQ(h.send("esc^"), "0");
 }
 
 TEST(OverlayLocalKeyboardStateTest, ConsumesTheRepeatsAndReleaseOfOneKey) {
   OverlayLocalKeyboardState state;
-  EXPECT_FALSE(state.consumesRepeat(kEsc));
   EXPECT_FALSE(state.consumeKeyUp(kEsc));
   state.recordConsumedKeyDown(kEsc);
   EXPECT_TRUE(state.consumesRepeat(kEsc));
@@ -194,7 +167,6 @@ TEST(OverlayLocalKeyboardStateTest, ConsumesTheRepeatsAndReleaseOfOneKey) {
   EXPECT_FALSE(state.consumeKeyUp(kC));
   EXPECT_TRUE(state.consumeKeyUp(kEsc));
   EXPECT_FALSE(state.consumeKeyUp(kEsc));
-  EXPECT_EQ(state, OverlayLocalKeyboardState{});
 }
 
 }  // namespace

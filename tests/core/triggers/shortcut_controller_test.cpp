@@ -3,10 +3,12 @@
 #include <string>
 #include <vector>
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include "base/async/test_scheduler.h"
 #include "core/prefs/in_memory_preference_store.h"
+#include "core/triggers/trigger_steps.h"
 #include "support/fake_command_event_tap.h"
 #include "support/fake_hot_key_registrar.h"
 #include "support/fake_input_environment.h"
@@ -17,11 +19,26 @@ namespace {
 
 using namespace std::chrono_literals;
 using Kind = ShortcutControllerError::Kind;
+using Error = ShortcutControllerError;
+using T = InputEventType;
 
 constexpr uint64_t kOption = ModifierFlags::option;
 constexpr uint32_t kCarbonOption = 0x800;
 constexpr uint16_t kS = 1;
 constexpr uint16_t kI = 34;
+
+// A key pressed and released with `flags`, as the recorder's monitor sees it.
+std::vector<LocalInputEvent> press(uint16_t keyCode, uint64_t flags = 0) {
+  return {{T::keyDown, keyCode, flags, false}, {T::keyUp, keyCode, flags, false}};
+}
+// Flags-changed events in the notation of trigger_steps.h.
+std::vector<LocalInputEvent> flagSteps(const std::string& steps) {
+  std::vector<LocalInputEvent> events;
+  for (const auto& step : testing::parseSteps(steps)) {
+    events.push_back({step.type, step.keyCode, step.modifierFlags, false});
+  }
+  return events;
+}
 
 class ShortcutControllerTest : public ::testing::Test {
  protected:
@@ -49,26 +66,31 @@ class ShortcutControllerTest : public ::testing::Test {
                                      scheduler_, [this] {
                                        return applicationActive_;
                                      }});
-    controller_->onLookupTriggered = [this](const HotKeyEvent& e) {
-      log_.push_back("lookup " + e.source + " " + std::to_string(int(e.mouseX)) + "," +
-                     std::to_string(int(e.mouseY)) + (e.targetPID ? " pid" : ""));
+    auto& c = *controller_;
+    c.onLookupTriggered = [this](const HotKeyEvent& e) {
+      log_.push_back(fmt::format("lookup {} {},{}{}", e.source, e.mouseX, e.mouseY,
+                                 e.targetPID ? " pid" : ""));
     };
-    controller_->onSelectTranslateTriggered = [this](const HotKeyEvent& e, bool shared) {
-      log_.push_back("select " + e.source + (shared ? " shared" : "") +
-                     (e.targetPID ? " pid" : ""));
+    c.onSelectTranslateTriggered = [this](const HotKeyEvent& e, bool shared) {
+      log_.push_back(fmt::format("select {}{}{}", e.source, shared ? " shared" : "",
+                                 e.targetPID ? " pid" : ""));
     };
-    controller_->onRegionSelection = [this](const RegionSelectionGestureUpdate& u) {
-      log_.push_back("region " + std::string(toString(u.kind())));
+    c.onRegionSelection = [this](const auto& u) {
+      log_.push_back(fmt::format("region {}", toString(u.kind())));
     };
-    controller_->onInputTranslateTriggered = [this] {
+    c.onInputTranslateTriggered = [this] {
       log_.push_back("input");
     };
   }
 
   // A tap of left Option on the global tap.
   void tapLeftOption() {
-    tap_.send(InputEventType::flagsChanged, KeyCodes::leftOption, kOption);
-    tap_.send(InputEventType::flagsChanged, KeyCodes::leftOption, 0);
+    tap_.send(T::flagsChanged, KeyCodes::leftOption, kOption);
+    tap_.send(T::flagsChanged, KeyCodes::leftOption, 0);
+  }
+
+  void sendLocal(const std::vector<LocalInputEvent>& events) {
+    for (const LocalInputEvent& event : events) localEvents_.send(event);
   }
 
   // Starts recording for `actionId` in a task on the main executor.
@@ -78,11 +100,11 @@ class ShortcutControllerTest : public ::testing::Test {
     });
   }
 
-  static std::optional<Kind> errorKind(const Task<ShortcutBinding>& task) {
+  static std::optional<Error> error(const Task<ShortcutBinding>& task) {
     try {
       task.value();
-    } catch (const ShortcutControllerError& e) {
-      return e.kind();
+    } catch (const Error& e) {
+      return e;
     }
     return std::nullopt;
   }
@@ -128,8 +150,7 @@ TEST_F(ShortcutControllerTest, FallsBackAndRetriesEveryTwoSecondsWhileUntrusted)
   EXPECT_TRUE(controller().isLocalMonitorRunning());
   EXPECT_TRUE(controller().isRetrying());
   // The in-process monitor gives taps while the application is in front.
-  localEvents_.send({InputEventType::flagsChanged, KeyCodes::leftOption, kOption, false});
-  localEvents_.send({InputEventType::flagsChanged, KeyCodes::leftOption, 0, false});
+  sendLocal(flagSteps("lopt/o lopt/"));
   EXPECT_EQ(log_.back(), "lookup modifier_tap 40,50");
 
   // In front, the activation path owns the retries: the loop ends at once.
@@ -163,8 +184,7 @@ TEST_F(ShortcutControllerTest, GestureQueuedBeforeABindingChangeIsDropped) {
   });
   scheduler_.runUntilIdle();
   EXPECT_TRUE(log_.empty());
-  localEvents_.send({InputEventType::keyDown, 2, ModifierFlags::control, false});
-  localEvents_.send({InputEventType::keyUp, 2, ModifierFlags::control, false});
+  sendLocal(press(2, ModifierFlags::control));
   scheduler_.runUntilIdle();
   EXPECT_EQ(recording.value().kind, ShortcutBindingKind::keyCombo);
   EXPECT_TRUE(log_.empty());
@@ -172,7 +192,7 @@ TEST_F(ShortcutControllerTest, GestureQueuedBeforeABindingChangeIsDropped) {
   // The same holds for a rebuild while typing into a text field.
   applicationActive_ = true;
   controller().refreshMonitor();
-  tap_.send(InputEventType::flagsChanged, KeyCodes::leftOption, kOption);
+  tap_.send(T::flagsChanged, KeyCodes::leftOption, kOption);
   controller().setTextInputFocused(true);
   scheduler_.runUntilIdle();
   EXPECT_TRUE(log_.empty());
@@ -183,16 +203,16 @@ TEST_F(ShortcutControllerTest, RecordingSuspendsTriggersAndSavesTheNewBinding) {
   auto task = record("lookupTrigger");
   auto second = record("selectTranslateTrigger");
   scheduler_.runUntilIdle();
-  EXPECT_EQ(errorKind(second), Kind::recordingInProgress);
+  EXPECT_EQ(error(second), Error(Kind::recordingInProgress));
   EXPECT_TRUE(controller().isRecording());
   EXPECT_FALSE(tap_.isStarted());
   EXPECT_TRUE(hotKeys_.registrations().empty());
 
   // Control+D: the key-down is swallowed, the result waits for the key-up.
-  EXPECT_FALSE(localEvents_.send({InputEventType::keyDown, 2, ModifierFlags::control, false}));
+  EXPECT_FALSE(localEvents_.send({T::keyDown, 2, ModifierFlags::control, false}));
   scheduler_.runUntilIdle();
   EXPECT_FALSE(task.isDone());
-  EXPECT_FALSE(localEvents_.send({InputEventType::keyUp, 2, ModifierFlags::control, false}));
+  EXPECT_FALSE(localEvents_.send({T::keyUp, 2, ModifierFlags::control, false}));
   scheduler_.runUntilIdle();
   ASSERT_TRUE(task.isDone());
   const ShortcutBinding expected{"lookupTrigger", ShortcutBindingKind::keyCombo, 2, 0x1000};
@@ -205,70 +225,30 @@ TEST_F(ShortcutControllerTest, RecordingSuspendsTriggersAndSavesTheNewBinding) {
 }
 
 TEST_F(ShortcutControllerTest, RecordingFailures) {
+  using F = ShortcutRecordingFailure;
   struct Case {
     const char* name;
     const char* actionId;
     std::vector<LocalInputEvent> events;
-    Kind kind;
-    std::optional<ShortcutRecordingFailure> failure;
+    Error expected;
   };
-  const auto down = InputEventType::keyDown;
-  const auto up = InputEventType::keyUp;
-  const auto flags = InputEventType::flagsChanged;
   const Case cases[] = {
-      {"escape cancels after its key-up",
-       "lookupTrigger",
-       {{down, 53, 0, false}, {up, 53, 0, false}},
-       Kind::cancelled,
-       std::nullopt},
-      {"a plain key for the region",
-       "regionSelectionTrigger",
-       {{down, 0, 0, false}, {up, 0, 0, false}},
-       Kind::invalid,
-       ShortcutRecordingFailure::regionRequiresSingleModifier},
-      {"left Option for the input panel",
-       "inputTranslateTrigger",
-       {{flags, 58, kOption, false}, {flags, 58, 0, false}},
-       Kind::invalid,
-       ShortcutRecordingFailure::inputRequiresKeyCombo},
-      {"chord with Shift added",
-       "lookupTrigger",
-       {{flags, 59, ModifierFlags::control, false},
-        {flags, 58, ModifierFlags::control | kOption, false},
-        {flags, 56, ModifierFlags::control | kOption | ModifierFlags::shift, false},
-        {flags, 56, ModifierFlags::control | kOption, false},
-        {flags, 58, ModifierFlags::control, false},
-        {flags, 59, 0, false}},
-       Kind::invalid,
-       ShortcutRecordingFailure::unsupportedShortcut},
-      {"both Options",
-       "lookupTrigger",
-       {{flags, 58, kOption, false},
-        {flags, 61, kOption, false},
-        {flags, 61, kOption, false},
-        {flags, 58, 0, false}},
-       Kind::invalid,
-       ShortcutRecordingFailure::unsupportedShortcut},
-      {"Fn alone",
-       "lookupTrigger",
-       {{flags, 63, ModifierFlags::function, false}},
-       Kind::invalid,
-       ShortcutRecordingFailure::unsupportedModifier},
-      {"Command+Q",
-       "selectTranslateTrigger",
-       {{down, 12, ModifierFlags::command, false}, {up, 12, ModifierFlags::command, false}},
-       Kind::invalid,
-       ShortcutRecordingFailure::conflictsWithSystemShortcut},
-      {"the input panel's combination for lookup",
-       "lookupTrigger",
-       {{down, kI, kOption, false}, {up, kI, kOption, false}},
-       Kind::invalid,
-       ShortcutRecordingFailure::duplicatesTranslationShortcut},
-      {"a combination another program holds",
-       "selectTranslateTrigger",
-       {{down, 7, kOption, false}, {up, 7, kOption, false}},
-       Kind::hotKeyUnavailable,
-       std::nullopt},
+      {"escape cancels after its key-up", "lookupTrigger", press(53), Error(Kind::cancelled)},
+      {"a plain key for the region", "regionSelectionTrigger", press(0),
+       Error(F::regionRequiresSingleModifier)},
+      {"left Option for the input panel", "inputTranslateTrigger", flagSteps("lopt/o lopt/"),
+       Error(F::inputRequiresKeyCombo)},
+      {"chord with Shift added", "lookupTrigger",
+       flagSteps("lctl/c lopt/co lsh/cos lsh/co lopt/c lctl/"), Error(F::unsupportedShortcut)},
+      {"both Options", "lookupTrigger", flagSteps("lopt/o ropt/o ropt/o lopt/"),
+       Error(F::unsupportedShortcut)},
+      {"Fn alone", "lookupTrigger", flagSteps("fn/f"), Error(F::unsupportedModifier)},
+      {"Command+Q", "selectTranslateTrigger", press(12, ModifierFlags::command),
+       Error(F::conflictsWithSystemShortcut)},
+      {"the input panel's combination for lookup", "lookupTrigger", press(kI, kOption),
+       Error(F::duplicatesTranslationShortcut)},
+      {"a combination another program holds", "selectTranslateTrigger", press(7, kOption),
+       Error(Kind::hotKeyUnavailable)},
   };
   hotKeys_.takenByOthers.insert({7, kCarbonOption});
   controller().start();
@@ -277,15 +257,10 @@ TEST_F(ShortcutControllerTest, RecordingFailures) {
     const ShortcutBinding before = store_.binding(c.actionId);
     auto task = record(c.actionId);
     scheduler_.runUntilIdle();
-    for (const auto& event : c.events) localEvents_.send(event);
+    sendLocal(c.events);
     scheduler_.runUntilIdle();
     ASSERT_TRUE(task.isDone());
-    EXPECT_EQ(errorKind(task), c.kind);
-    try {
-      task.value();
-    } catch (const ShortcutControllerError& e) {
-      EXPECT_EQ(e.failure(), c.failure);
-    }
+    EXPECT_EQ(error(task), c.expected);
     EXPECT_FALSE(controller().isRecording());
     EXPECT_EQ(localEvents_.monitorCount(), 0u);  // the recorder stopped, the app is inactive
     EXPECT_EQ(store_.binding(c.actionId), before);
@@ -298,8 +273,7 @@ TEST_F(ShortcutControllerTest, DeleteResetsToTheDefaultAndCancellingTheTaskEndsT
   controller().start();
   auto reset = record("lookupTrigger");
   scheduler_.runUntilIdle();
-  localEvents_.send({InputEventType::keyDown, 51, 0, false});
-  localEvents_.send({InputEventType::keyUp, 51, 0, false});
+  sendLocal(press(51));
   scheduler_.runUntilIdle();
   EXPECT_EQ(reset.value(), ShortcutBindingStore::defaultBinding("lookupTrigger"));
   EXPECT_EQ(store_.binding("lookupTrigger").keyCode, 58);
@@ -311,7 +285,7 @@ TEST_F(ShortcutControllerTest, DeleteResetsToTheDefaultAndCancellingTheTaskEndsT
   scheduler_.runUntilIdle();
   EXPECT_FALSE(controller().isRecording());
   EXPECT_TRUE(tap_.isStarted());
-  EXPECT_TRUE(errorKind(cancelled) == Kind::cancelled);
+  EXPECT_EQ(error(cancelled), Error(Kind::cancelled));
 }
 
 TEST_F(ShortcutControllerTest, SharedLookupAndSelectCombinationRegistersOneHotKey) {
@@ -336,8 +310,8 @@ TEST_F(ShortcutControllerTest, SharedLookupAndSelectCombinationRegistersOneHotKe
 
 TEST_F(ShortcutControllerTest, StoppingCancelsAnActiveRegionSelection) {
   controller().start();
-  tap_.send(InputEventType::flagsChanged, KeyCodes::leftOption, kOption);
-  tap_.send(InputEventType::leftMouseDown, 0, kOption, {10, 10});
+  tap_.send(T::flagsChanged, KeyCodes::leftOption, kOption);
+  tap_.send(T::leftMouseDown, 0, kOption, {10, 10});
   scheduler_.runUntilIdle();
   EXPECT_EQ(log_, (std::vector<std::string>{"region armed", "region began"}));
   controller().stop();

@@ -3,6 +3,7 @@
 #include "core/triggers/command_tap_monitor.h"
 #include "core/triggers/local_option_tap_monitor.h"
 #include "core/triggers/modifier_keys.h"
+#include "core/triggers/trigger_steps.h"
 #include "support/fake_command_event_tap.h"
 #include "support/fake_input_environment.h"
 #include "support/fake_local_event_monitor.h"
@@ -20,15 +21,13 @@ namespace trelvis {
 namespace {
 
 using namespace std::chrono_literals;
+using testing::parseSteps;
+using testing::TriggerStep;
 using Update = RegionSelectionGestureUpdate;
 using T = InputEventType;
 
-constexpr uint64_t kCtl = ModifierFlags::control;
 constexpr uint64_t kOpt = ModifierFlags::option;
-constexpr uint64_t kShift = ModifierFlags::shift;
 constexpr uint16_t kLOpt = KeyCodes::leftOption;
-constexpr uint16_t kROpt = KeyCodes::rightOption;
-constexpr uint16_t kLCtl = KeyCodes::leftControl;
 
 ShortcutBinding tap(std::string_view actionId, uint16_t keyCode) {
   return {std::string(actionId), ShortcutBindingKind::modifierTap, keyCode, 0};
@@ -40,266 +39,169 @@ ShortcutBinding chord(std::string_view actionId) {
 const ShortcutBinding kLookupTap = tap(ShortcutActionId::lookup, kLOpt);
 const ShortcutBinding kRegionTap = tap(ShortcutActionId::regionSelection, kLOpt);
 
-struct Step {
-  enum Op { event, advance, cancelRegion, consumeTap, stop, clearSelect } op = event;
-  T type = T::flagsChanged;
-  uint16_t keyCode = 0;
-  uint64_t modifierFlags = 0;
-  Point location;
-  Duration by{0};
-};
-Step flags(uint16_t keyCode, uint64_t modifierFlags, Point at = {}) {
-  return {Step::event, T::flagsChanged, keyCode, modifierFlags, at};
+// "armed", "began 1,2 3,4 5ms", "lookup", "select shared 7,8", "enable".
+std::string entry(const Update& update) {
+  const RegionSelectionGesture* g = update.gesture();
+  if (!g) return std::string(toString(update.kind()));
+  return fmt::format("{} {},{} {},{} {}ms", toString(update.kind()), g->start.x, g->start.y,
+                     g->end.x, g->end.y, (g->triggeredAt - Instant()) / 1ms);
 }
-Step mouse(T type, double x, double y) {
-  return {Step::event, type, 0, 0, {x, y}};
-}
-Step event(T type, uint16_t keyCode = 0) {
-  return {Step::event, type, keyCode, 0, {}, Duration(0)};
-}
-Step op(Step::Op op) {
-  return {op, T::flagsChanged, 0, 0, {}, Duration(0)};
-}
-Step advance(Duration by) {
-  return {Step::advance, T::flagsChanged, 0, 0, {}, by};
+std::string selectEntry(bool shared, Point at) {
+  return fmt::format("select{} {},{}", shared ? " shared" : "", at.x, at.y);
 }
 
+// Steps in the notation of trigger_steps.h, plus "timeout" and "userinput" (the
+// platform disabled the tap), "stop", "cancel" (cancelRegionSelection), "consume"
+// (consumeLookupTapForRegionSelection) and "noselect" (configureSelect(none)).
 struct Case {
   const char* name;
-  std::vector<Step> steps;
-  std::vector<std::string> expected;
+  std::string steps;
+  std::string expected;  // the deliveries, joined by "; "
   std::optional<ShortcutBinding> lookup = kLookupTap;
   std::optional<ShortcutBinding> region = kRegionTap;
   std::optional<ShortcutBinding> select = std::nullopt;
   bool commandTapOnly = false;  // steps the in-process monitor has no counterpart for
 };
 
-std::string selectLine(bool shared, Point at) {
-  return fmt::format("select shared={} at ({}, {})", shared, at.x, at.y);
-}
-
 // The same decisions come out of both monitors; these rows run through each.
 // Unless a row says otherwise, lookup and region are both bound to a left Option tap.
 std::vector<Case> sharedCases() {
-  const auto down = T::leftMouseDown;
-  const auto drag = T::leftMouseDragged;
-  const auto up = T::leftMouseUp;
   const auto none = std::nullopt;
   const auto selectTapL = tap(ShortcutActionId::selectTranslate, kLOpt);
+  const auto regionChord = chord(ShortcutActionId::regionSelection);
   return {
-      {"tap: the region update comes first, then the tap",
-       {flags(kLOpt, kOpt), flags(kLOpt, 0)},
-       {"region armed", "region cancelled", "lookup"}},
+      {"tap: the region update comes first, then the tap", "lopt/o lopt/",
+       "armed; cancelled; lookup"},
       {"drag: stamped at the press, outlives the modifier, no tap after",
-       {flags(kLOpt, kOpt), advance(5ms), mouse(down, 10, 20), flags(kLOpt, 0), mouse(drag, 30, 40),
-        mouse(up, 50, 60)},
-       {"region armed", "region began((10, 20) -> (10, 20) @ 5000000ns)",
-        "region changed((10, 20) -> (30, 40) @ 5000000ns)",
-        "region completed((10, 20) -> (50, 60) @ 5000000ns)"}},
-      {"a right click while the modifier is held cancels once",
-       {flags(kLOpt, kOpt), mouse(T::rightMouseDown, 1, 1), flags(kLOpt, 0)},
-       {"region armed", "region cancelled"}},
-      {"a right click during a drag ends it",
-       {flags(kLOpt, kOpt), mouse(down, 1, 1), mouse(T::rightMouseDown, 2, 2), mouse(drag, 3, 3),
-        mouse(up, 4, 4), flags(kLOpt, 0)},
-       {"region armed", "region began((1, 1) -> (1, 1) @ 0ns)", "region cancelled"}},
-      {"a modifier added during a drag ends it",
-       {flags(kLOpt, kOpt), mouse(down, 1, 1), flags(KeyCodes::leftShift, kOpt | kShift),
-        mouse(drag, 3, 3), mouse(up, 4, 4)},
-       {"region armed", "region began((1, 1) -> (1, 1) @ 0ns)", "region cancelled"}},
-      {"a key press cancels",
-       {flags(kLOpt, kOpt), event(T::keyDown, 1), flags(kLOpt, 0)},
-       {"region armed", "region cancelled"}},
-      {"another button cancels",
-       {flags(kLOpt, kOpt), mouse(T::otherMouseDown, 0, 0), flags(kLOpt, 0)},
-       {"region armed", "region cancelled"}},
+       "lopt/o +5ms down@10,20 lopt/ drag@30,40 up@50,60",
+       "armed; began 10,20 10,20 5ms; changed 10,20 30,40 5ms; completed 10,20 50,60 5ms"},
+      {"a key, another button or a right click while the modifier is held cancels once",
+       "lopt/o key lopt/ lopt/o other@0,0 lopt/ lopt/o right@1,1 lopt/",
+       "armed; cancelled; armed; cancelled; armed; cancelled"},
+      {"a right click during a drag ends it", "lopt/o down@1,1 right@2,2 drag@3,3 up@4,4 lopt/",
+       "armed; began 1,1 1,1 0ms; cancelled"},
+      {"a modifier added during a drag ends it", "lopt/o down@1,1 lsh/os drag@3,3 up@4,4",
+       "armed; began 1,1 1,1 0ms; cancelled"},
       {"a left click with nothing armed spoils the tap without an update",
-       {flags(kLOpt, kOpt), mouse(down, 1, 1), mouse(up, 1, 1), flags(kLOpt, 0)},
-       {},
-       kLookupTap,
-       chord(ShortcutActionId::regionSelection)},
+       "lopt/o down@1,1 up@1,1 lopt/", "", kLookupTap, regionChord},
       {"a second press during a drag keeps the first gesture",
-       {flags(kLOpt, kOpt), mouse(down, 1, 1), advance(3ms), mouse(down, 5, 5), mouse(drag, 9, 9),
-        mouse(up, 9, 8)},
-       {"region armed", "region began((1, 1) -> (1, 1) @ 0ns)",
-        "region changed((1, 1) -> (9, 9) @ 0ns)", "region completed((1, 1) -> (9, 8) @ 0ns)"}},
+       "lopt/o down@1,1 +3ms down@5,5 drag@9,9 up@9,8",
+       "armed; began 1,1 1,1 0ms; changed 1,1 9,9 0ms; completed 1,1 9,8 0ms"},
       {"a release with no open drag: no update, the phase stays armed",
-       {mouse(up, 1, 1), flags(kLOpt, kOpt), mouse(up, 2, 2), mouse(down, 3, 3)},
-       {"region armed", "region began((3, 3) -> (3, 3) @ 0ns)"},
-       none},
-      {"select sharing the lookup binding: only the select recognizer runs",
-       {flags(kLOpt, kOpt, {7, 8}), flags(kLOpt, 0, {7, 8})},
-       {"region armed", "region cancelled", selectLine(true, {7, 8})},
-       kLookupTap,
-       kRegionTap,
-       selectTapL},
-      {"select on right Option beside lookup on left Option",
-       {flags(kROpt, kOpt, {1, 2}), flags(kROpt, 0, {1, 2}), flags(kLOpt, kOpt), flags(kLOpt, 0)},
-       {selectLine(false, {1, 2}), "region armed", "region cancelled", "lookup"},
-       kLookupTap,
-       kRegionTap,
-       tap(ShortcutActionId::selectTranslate, kROpt)},
-      {"a chord select beside a tap lookup",
-       {flags(kLCtl, kCtl), flags(kLOpt, kCtl | kOpt), flags(kLOpt, kCtl), flags(kLCtl, 0, {4, 4})},
-       {selectLine(false, {4, 4})},
-       kLookupTap,
-       none,
-       chord(ShortcutActionId::selectTranslate)},
-      {"the region chord arms and drags",
-       {flags(kLCtl, kCtl), flags(kLOpt, kCtl | kOpt), mouse(down, 1, 1), flags(kLOpt, kCtl),
-        mouse(up, 2, 2), flags(kLCtl, 0)},
-       {"region armed", "region began((1, 1) -> (1, 1) @ 0ns)",
-        "region completed((1, 1) -> (2, 2) @ 0ns)"},
-       none,
-       chord(ShortcutActionId::regionSelection)},
-      {"stopping cancels an armed selection",
-       {flags(kLOpt, kOpt), op(Step::stop)},
-       {"region armed", "region cancelled"}},
-      {"cancelRegionSelection goes idle silently and leaves the tap",
-       {flags(kLOpt, kOpt), op(Step::cancelRegion), flags(kLOpt, 0)},
-       {"region armed", "lookup"}},
-      {"consumeLookupTapForRegionSelection spoils the tap",
-       {flags(kLOpt, kOpt), op(Step::consumeTap), flags(kLOpt, 0)},
-       {"region armed", "region cancelled"},
-       kLookupTap,
-       kRegionTap,
-       selectTapL},
+       "up@1,1 lopt/o up@2,2 down@3,3", "armed; began 3,3 3,3 0ms", none},
+      {"select sharing the lookup binding: only the select recognizer runs", "lopt/o@7,8 lopt/@7,8",
+       "armed; cancelled; select shared 7,8", kLookupTap, kRegionTap, selectTapL},
+      {"select on right Option beside lookup on left Option", "ropt/o@1,2 ropt/@1,2 lopt/o lopt/",
+       "select 1,2; armed; cancelled; lookup", kLookupTap, kRegionTap,
+       tap(ShortcutActionId::selectTranslate, KeyCodes::rightOption)},
+      {"a chord select beside a tap lookup", "lctl/c lopt/co lopt/c lctl/@4,4", "select 4,4",
+       kLookupTap, none, chord(ShortcutActionId::selectTranslate)},
+      {"the region chord arms and drags", "lctl/c lopt/co down@1,1 lopt/c up@2,2 lctl/",
+       "armed; began 1,1 1,1 0ms; completed 1,1 2,2 0ms", none, regionChord},
+      {"stopping cancels an armed selection", "lopt/o stop", "armed; cancelled"},
+      {"cancelRegionSelection goes idle silently and leaves the tap", "lopt/o cancel lopt/",
+       "armed; lookup"},
+      {"consumeLookupTapForRegionSelection spoils the tap", "lopt/o consume lopt/",
+       "armed; cancelled", kLookupTap, kRegionTap, selectTapL},
       {"tap disabled while armed: re-enabled, then cancelled; the press is dropped",
-       {flags(kLOpt, kOpt), event(T::tapDisabledByTimeout), flags(kLOpt, 0)},
-       {"region armed", "enable", "region cancelled"},
-       kLookupTap,
-       kRegionTap,
-       none,
-       true},
-      {"tap disabled during a drag: the drag goes on",
-       {flags(kLOpt, kOpt), mouse(down, 1, 1), event(T::tapDisabledByUserInput), mouse(drag, 4, 4),
-        mouse(up, 5, 5)},
-       {"region armed", "region began((1, 1) -> (1, 1) @ 0ns)", "enable",
-        "region changed((1, 1) -> (4, 4) @ 0ns)", "region completed((1, 1) -> (5, 5) @ 0ns)"},
-       kLookupTap,
-       kRegionTap,
-       none,
-       true},
-      {"removing the select binding brings the lookup recognizer back",
-       {op(Step::clearSelect), flags(kLOpt, kOpt), flags(kLOpt, 0)},
-       {"region armed", "region cancelled", "lookup"},
-       kLookupTap,
-       kRegionTap,
-       selectTapL,
-       true},
+       "lopt/o timeout lopt/", "armed; enable; cancelled", kLookupTap, kRegionTap, none, true},
+      {"tap disabled during a drag: the drag goes on", "lopt/o down@1,1 userinput drag@4,4 up@5,5",
+       "armed; began 1,1 1,1 0ms; enable; changed 1,1 4,4 0ms; completed 1,1 5,5 0ms", kLookupTap,
+       kRegionTap, none, true},
+      {"removing the select binding brings the lookup recognizer back", "noselect lopt/o lopt/",
+       "armed; cancelled; lookup", kLookupTap, kRegionTap, selectTapL, true},
   };
+}
+
+// Runs a case's steps: events go to `send`, operations to `op`.
+template <class Send, class Op>
+void runSteps(const Case& c, TestScheduler& clock, Send send, Op op) {
+  for (const TriggerStep& step : parseSteps(c.steps)) {
+    if (step.kind == TriggerStep::Kind::advance) clock.advanceBy(step.by);
+    if (step.op == "timeout") send({.type = T::tapDisabledByTimeout});
+    if (step.op == "userinput") send({.type = T::tapDisabledByUserInput});
+    if (step.kind == TriggerStep::Kind::event) send(step);
+    if (step.kind == TriggerStep::Kind::op) op(step.op);
+  }
 }
 
 // Every closure also reads the recognizers, which takes the monitor's lock: a
 // delivery made while the lock is held would deadlock here.
-struct CommandHarness {
-  explicit CommandHarness(const Case& c) {
-    tap.onEnable = [this] {
-      log.push_back("enable");
-      (void)monitor->recognizers();
-    };
-    monitor = std::make_shared<CommandTapMonitor>(
-        permission, tap, clock, c.lookup, c.region,
-        [this] {
-          log.push_back("lookup");
-          (void)monitor->recognizers();
-        },
-        [this](const Update& update) {
-          log.push_back("region " + describe(update));
-          (void)monitor->recognizers();
-        });
-    if (c.select) {
-      monitor->configureSelect(c.select, [this](bool shared, Point at) {
-        log.push_back(selectLine(shared, at));
-        (void)monitor->recognizers();
-      });
-    }
-  }
-
-  FakeAccessibilityPermission permission;
-  FakeCommandEventTap tap;
-  TestScheduler clock;
-  std::vector<std::string> log;
-  std::shared_ptr<CommandTapMonitor> monitor;
-};
-
 TEST(CommandTapMonitorTest, DecidesAndDeliversInOrder) {
   for (const Case& c : sharedCases()) {
-    SCOPED_TRACE(c.name);
-    CommandHarness h(c);
-    ASSERT_TRUE(h.monitor->start());
-    for (const Step& step : c.steps) {
-      switch (step.op) {
-        case Step::event:
-          ASSERT_TRUE(h.tap.send(step.type, step.keyCode, step.modifierFlags, step.location));
-          break;
-        case Step::advance:
-          h.clock.advanceBy(step.by);
-          break;
-        case Step::cancelRegion:
-          h.monitor->cancelRegionSelection();
-          break;
-        case Step::consumeTap:
-          h.monitor->consumeLookupTapForRegionSelection();
-          break;
-        case Step::stop:
-          h.monitor->stop();
-          EXPECT_FALSE(h.tap.isStarted());
-          EXPECT_FALSE(h.monitor->isRunning());
-          break;
-        case Step::clearSelect:
-          h.monitor->configureSelect(std::nullopt, nullptr);
-          break;
-      }
+    FakeAccessibilityPermission permission;
+    FakeCommandEventTap eventTap;
+    TestScheduler clock;
+    std::vector<std::string> log;
+    std::shared_ptr<CommandTapMonitor> monitor;
+    auto note = [&](std::string line) {
+      log.push_back(std::move(line));
+      (void)monitor->recognizers();
+    };
+    eventTap.onEnable = [&] {
+      note("enable");
+    };
+    monitor = std::make_shared<CommandTapMonitor>(
+        permission, eventTap, clock, c.lookup, c.region, [&] { note("lookup"); },
+        [&](const Update& update) { note(entry(update)); });
+    if (c.select) {
+      monitor->configureSelect(c.select,
+                               [&](bool shared, Point at) { note(selectEntry(shared, at)); });
     }
-    EXPECT_EQ(h.log, c.expected);
+    ASSERT_TRUE(monitor->start());
+    runSteps(
+        c, clock,
+        [&](const TriggerStep& s) {
+          ASSERT_TRUE(eventTap.send(s.type, s.keyCode, s.modifierFlags, s.location));
+        },
+        [&](const std::string& op) {
+          if (op == "cancel") monitor->cancelRegionSelection();
+          if (op == "consume") monitor->consumeLookupTapForRegionSelection();
+          if (op == "noselect") monitor->configureSelect(std::nullopt, nullptr);
+          if (op == "stop") {
+            monitor->stop();
+            EXPECT_FALSE(eventTap.isStarted());
+            EXPECT_FALSE(monitor->isRunning());
+          }
+        });
+    EXPECT_EQ(fmt::format("{}", fmt::join(log, "; ")), c.expected) << c.name;
   }
 }
 
 TEST(LocalOptionTapMonitorTest, DecidesLikeTheCommandTapWithThePointerLocation) {
   for (const Case& c : sharedCases()) {
     if (c.commandTapOnly) continue;
-    SCOPED_TRACE(c.name);
     FakeLocalEventMonitor events;
     FakePointerLocator pointer;
     TestScheduler clock;
     std::vector<std::string> log;
     auto monitor = std::make_shared<LocalOptionTapMonitor>(
         events, pointer, clock, c.lookup, c.region, c.select, [&] { log.push_back("lookup"); },
-        [&](bool shared, Point at) { log.push_back(selectLine(shared, at)); },
-        [&](const Update& update) { log.push_back("region " + describe(update)); });
+        [&](bool shared, Point at) { log.push_back(selectEntry(shared, at)); },
+        [&](const Update& update) { log.push_back(entry(update)); });
     ASSERT_TRUE(monitor->start());
-    for (const Step& step : c.steps) {
-      switch (step.op) {
-        case Step::event:
+    runSteps(
+        c, clock,
+        [&](const TriggerStep& s) {
           // The in-process monitor takes the location from the pointer.
-          pointer.setLocation(step.location);
-          EXPECT_TRUE(events.send({step.type, step.keyCode, step.modifierFlags, false}))
-              << "the local monitor swallowed an event";
-          break;
-        case Step::advance:
-          clock.advanceBy(step.by);
-          break;
-        case Step::cancelRegion:
-          monitor->cancelRegionSelection();
-          break;
-        case Step::consumeTap:
-          monitor->consumeLookupTapForRegionSelection();
-          break;
-        case Step::stop:
-          monitor->stop();
-          EXPECT_FALSE(monitor->isRunning());
-          EXPECT_EQ(events.monitorCount(), 0u);
-          break;
-        case Step::clearSelect:
-          break;
-      }
-    }
-    EXPECT_EQ(log, c.expected);
+          pointer.setLocation(s.location);
+          EXPECT_TRUE(events.send({s.type, s.keyCode, s.modifierFlags, false})) << "swallowed";
+        },
+        [&](const std::string& op) {
+          if (op == "cancel") monitor->cancelRegionSelection();
+          if (op == "consume") monitor->consumeLookupTapForRegionSelection();
+          if (op == "stop") {
+            monitor->stop();
+            EXPECT_FALSE(monitor->isRunning());
+            EXPECT_EQ(events.monitorCount(), 0u);
+          }
+        });
+    EXPECT_EQ(fmt::format("{}", fmt::join(log, "; ")), c.expected) << c.name;
   }
 }
 
-TEST(CommandTapMonitorTest, StartsOnlyWithTrustAndATapAndNeverConsumes) {
+TEST(CommandTapMonitorTest, StartsWithTrustLogsADisabledTapAndIsHeldWeakly) {
+  LogCapture capture;
   FakeAccessibilityPermission permission;
   FakeCommandEventTap eventTap;
   TestScheduler clock;
@@ -318,27 +220,6 @@ TEST(CommandTapMonitorTest, StartsOnlyWithTrustAndATapAndNeverConsumes) {
   EXPECT_TRUE(monitor->start());
   EXPECT_TRUE(monitor->isRunning());
 
-  for (const T type : {T::leftMouseDown, T::leftMouseUp, T::rightMouseDown, T::leftMouseDragged,
-                       T::keyDown, T::keyUp, T::flagsChanged, T::otherMouseDown,
-                       T::tapDisabledByTimeout, T::tapDisabledByUserInput}) {
-    EXPECT_FALSE(monitor->handleEvent(type, kLOpt, kOpt, {})) << static_cast<uint32_t>(type);
-  }
-
-  // The tap holds the monitor weakly: once it is gone, events do nothing.
-  eventTap.send(T::flagsChanged, kLOpt, kOpt);
-  monitor.reset();
-  EXPECT_TRUE(eventTap.send(T::flagsChanged, kLOpt, 0));
-  EXPECT_EQ(lookups, 0);
-}
-
-TEST(CommandTapMonitorTest, LogsTheDisabledTapAtErrorLevel) {
-  LogCapture capture;
-  FakeAccessibilityPermission permission;
-  FakeCommandEventTap eventTap;
-  TestScheduler clock;
-  auto monitor = std::make_shared<CommandTapMonitor>(permission, eventTap, clock, kLookupTap,
-                                                     kRegionTap, nullptr, nullptr);
-  ASSERT_TRUE(monitor->start());
   eventTap.send(T::tapDisabledByTimeout);
   eventTap.send(T::tapDisabledByUserInput);
   const std::vector<LogRecord> expected = {
@@ -347,6 +228,12 @@ TEST(CommandTapMonitorTest, LogsTheDisabledTapAtErrorLevel) {
   };
   EXPECT_EQ(capture.records("command-event-tap"), expected);
   EXPECT_EQ(eventTap.enableCount, 2);
+
+  // The tap holds the monitor weakly: once it is gone, events do nothing.
+  eventTap.send(T::flagsChanged, kLOpt, kOpt);
+  monitor.reset();
+  EXPECT_TRUE(eventTap.send(T::flagsChanged, kLOpt, 0));
+  EXPECT_EQ(lookups, 0);
 }
 
 // The tap thread handles events while the main thread reconfigures; run under a
@@ -383,54 +270,33 @@ TEST(CommandTapMonitorTest, MainThreadCallsInterleaveWithTheTapThread) {
   EXPECT_EQ(lookups + selects, before + 1);
 }
 
-TEST(LocalOptionTapMonitorTest, OwnsOneInProcessMonitor) {
-  FakeLocalEventMonitor events;
-  FakePointerLocator pointer;
-  TestScheduler clock;
-  auto make = [&] {
-    return std::make_shared<LocalOptionTapMonitor>(events, pointer, clock, kLookupTap, kRegionTap,
-                                                   std::nullopt, nullptr, nullptr, nullptr);
-  };
-
-  events.refuseMonitors = true;
-  auto refused = make();
-  EXPECT_FALSE(refused->start());
-  EXPECT_FALSE(refused->isRunning());
-  events.refuseMonitors = false;
-
-  auto monitor = make();
-  ASSERT_TRUE(monitor->start());
-  ASSERT_TRUE(monitor->start());
-  ASSERT_EQ(events.monitorCount(), 1u);
-  EXPECT_EQ(events.maskOf(1), kCommandTapEventMask);
-  monitor->stop();
-  EXPECT_EQ(events.monitorCount(), 0u);
-  EXPECT_EQ(events.removedTokens, std::vector<LocalEventMonitoring::Token>{1});
-
-  // Dropped while running, it takes its monitor with it.
-  ASSERT_TRUE(monitor->start());
-  monitor.reset();
-  EXPECT_EQ(events.monitorCount(), 0u);
-}
-
-TEST(LocalOptionTapMonitorTest, AClosureMayDropTheMonitorMidDelivery) {
+TEST(LocalOptionTapMonitorTest, OwnsOneInProcessMonitorThatAClosureMayDropMidDelivery) {
   FakeLocalEventMonitor events;
   FakePointerLocator pointer;
   TestScheduler clock;
   std::vector<std::string> log;
+  events.refuseMonitors = true;
+  EXPECT_FALSE(std::make_shared<LocalOptionTapMonitor>(events, pointer, clock, kLookupTap,
+                                                       kRegionTap, std::nullopt, nullptr, nullptr,
+                                                       nullptr)
+                   ->start());
+  events.refuseMonitors = false;
+
   std::shared_ptr<LocalOptionTapMonitor> monitor;
   monitor = std::make_shared<LocalOptionTapMonitor>(
       events, pointer, clock, kLookupTap, kRegionTap, std::nullopt,
       [&] { log.push_back("lookup"); }, nullptr,
       [&](const Update& update) {
-        log.push_back("region " + describe(update));
+        log.push_back(entry(update));
         // A new binding rebuilds the monitors from inside a delivery.
         if (update == Update::cancelled()) monitor.reset();
       });
   ASSERT_TRUE(monitor->start());
+  ASSERT_TRUE(monitor->start());
+  EXPECT_EQ(events.monitorCount(), 1u);
   events.send({T::flagsChanged, kLOpt, kOpt, false});
   events.send({T::flagsChanged, kLOpt, 0, false});
-  EXPECT_EQ(log, (std::vector<std::string>{"region armed", "region cancelled", "lookup"}));
+  EXPECT_EQ(log, (std::vector<std::string>{"armed", "cancelled", "lookup"}));
   EXPECT_EQ(monitor, nullptr);
   EXPECT_EQ(events.monitorCount(), 0u);
 }

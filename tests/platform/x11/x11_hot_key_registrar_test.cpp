@@ -1,14 +1,11 @@
 #include "platform/x11/x11_hot_key_registrar.h"
 
 #include <chrono>
-#include <cstdlib>
 #include <thread>
 
 #include <gtest/gtest.h>
 // After gtest, whose names X's macros (None, Bool) would replace.
-#include <X11/Xlib-xcb.h>
 #include <X11/keysym.h>
-#include <xcb/xcb.h>
 
 #include "base/async/run_loop.h"
 #include "platform/x11/x11_test_display.h"
@@ -33,19 +30,6 @@ class X11HotKeyRegistrarTest : public ::testing::Test {
       presses_.push_back(id);
       onMain_.push_back(main_->isCurrent());
     });
-  }
-
-  // What another X client gets when it grabs `keysym` with `modifiers`.
-  bool otherClientCanGrab(KeySym keysym, unsigned int modifiers) {
-    xcb_connection_t* xcb = XGetXCBConnection(other_.display());
-    const auto keycode = other_.keycode(keysym);
-    xcb_generic_error_t* error = xcb_request_check(
-        xcb, xcb_grab_key_checked(xcb, 0, other_.root(), static_cast<uint16_t>(modifiers), keycode,
-                                  XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
-    std::free(error);
-    if (!error) xcb_ungrab_key(xcb, keycode, other_.root(), static_cast<uint16_t>(modifiers));
-    XSync(other_.display(), False);
-    return !error;
   }
 
   void pressOptionS() {
@@ -87,7 +71,7 @@ TEST_F(X11HotKeyRegistrarTest, DeliversPressesOnTheMainExecutorOncePerPress) {
 
   // Unregistered, the combination is free for others and presses go nowhere.
   registrar_->unregisterHotKey(*ref);
-  EXPECT_TRUE(otherClientCanGrab(XK_s, Mod1Mask));
+  EXPECT_TRUE(other_.canGrab(XK_s, Mod1Mask));
   pressOptionS();
   loop_.runUntil([] { return false; }, 100ms);
   EXPECT_EQ(presses_.size(), 3u);
@@ -103,14 +87,14 @@ TEST_F(X11HotKeyRegistrarTest, RefusesCombinationsItCannotHave) {
   EXPECT_FALSE(registrar_->registerHotKey(kI, kOption, {kSignature, 1}));
   EXPECT_FALSE(registrar_->registerHotKey(kU, kOption, {kSignature, 1}));
   // The variants of Option+U it did get were given back.
-  EXPECT_TRUE(otherClientCanGrab(XK_u, Mod1Mask));
+  EXPECT_TRUE(other_.canGrab(XK_u, Mod1Mask));
   XUngrabKey(other_.display(), AnyKey, AnyModifier, other_.root());
   XSync(other_.display(), False);
 
   // A combination this registrar holds already, and keys that do not exist.
   ASSERT_TRUE(registrar_->registerHotKey(kI, kOption, {kSignature, 3}));
   EXPECT_FALSE(registrar_->registerHotKey(kI, kOption, {kSignature, 900}));
-  EXPECT_FALSE(otherClientCanGrab(XK_i, Mod1Mask));
+  EXPECT_FALSE(other_.canGrab(XK_i, Mod1Mask));
   EXPECT_FALSE(registrar_->registerHotKey(10, kOption, {kSignature, 1}));
 
   X11HotKeyRegistrar nowhere(main_, ":65000");
@@ -125,7 +109,7 @@ TEST_F(X11HotKeyRegistrarTest, APressPendingWhenTheRegistrarGoesIsDropped) {
   registrar_.reset();
   loop_.runUntil([] { return false; }, 100ms);
   EXPECT_TRUE(presses_.empty());
-  EXPECT_TRUE(otherClientCanGrab(XK_s, Mod1Mask));
+  EXPECT_TRUE(other_.canGrab(XK_s, Mod1Mask));
 }
 
 }  // namespace

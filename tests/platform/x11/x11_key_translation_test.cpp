@@ -1,13 +1,20 @@
 #include "platform/x11/x11_key_translation.h"
 
+#include <cctype>
+#include <map>
 #include <optional>
+#include <sstream>
+#include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 // After gtest, whose names X's macros (None, Bool) would replace.
 #include <X11/X.h>
+#include <X11/Xlib.h>
 #include <X11/keysym.h>
 
+#include "core/triggers/shortcut_display.h"
+#include "core/triggers/shortcut_validator.h"
 #include "platform/x11/x11_raw_event_translator.h"
 
 namespace trelvis {
@@ -19,74 +26,41 @@ constexpr uint64_t kShift = ModifierFlags::shift;
 constexpr uint64_t kOption = ModifierFlags::option;
 constexpr uint64_t kCaps = ModifierFlags::capsLock;
 
-TEST(X11KeyTranslationTest, KeysymsMapToUsLayoutKeys) {
-  struct Case {
-    unsigned long keysym;
-    std::optional<uint16_t> code;
-  };
-  const Case cases[] = {
-      {XK_a, 0},
-      {XK_A, 0},
-      {XK_s, 1},
-      {XK_c, 8},
-      {XK_Z, 6},
-      {XK_i, 34},
-      {XK_1, 18},
-      {XK_5, 23},
-      {XK_0, 29},
-      {XK_minus, 27},
-      {XK_equal, 24},
-      {XK_bracketleft, 33},
-      {XK_grave, 50},
-      {XK_Return, 36},
-      {XK_Tab, 48},
-      {XK_space, 49},
-      {XK_BackSpace, 51},
-      {XK_Escape, 53},
-      {XK_Delete, 117},
-      {XK_F1, 122},
-      {XK_F5, 96},
-      {XK_F12, 111},
-      {XK_F19, 80},
-      {XK_Left, 123},
-      {XK_Up, 126},
-      {XK_Alt_L, 58},
-      {XK_Alt_R, 61},
-      {XK_ISO_Level3_Shift, 61},
-      {XK_Control_L, 59},
-      {XK_Control_R, 62},
-      {XK_Super_L, 55},
-      {XK_Super_R, 54},
-      {XK_Shift_L, 56},
-      {XK_Shift_R, 60},
-      {XK_Caps_Lock, 57},
-      {XK_Hyper_L, std::nullopt},
-      {XK_eacute, std::nullopt},
-  };
-  for (const Case& c : cases) {
-    EXPECT_EQ(X11KeyTranslation::virtualKeyCode(c.keysym), c.code)
-        << "keysym 0x" << std::hex << c.keysym;
-  }
-}
-
-TEST(X11KeyTranslationTest, EveryKeyAHotKeyMayUseHasAKeysymThatMapsBack) {
-  std::vector<uint16_t> codes = {
-      27,  24,  33,  30, 42,  41, 39, 50, 43,  47,  44,  123, 124, 125, 126, 49,  36,  48, 53, 51,
-      117, 122, 120, 99, 118, 96, 97, 98, 100, 101, 109, 103, 111, 105, 107, 113, 106, 64, 79, 80};
-  // Letters and digits: 0...50 without the punctuation above and 10, 36, 48.
-  for (uint16_t code = 0; code <= 46; ++code) {
-    if (code != 10 && code != 36 && std::find(codes.begin(), codes.end(), code) == codes.end()) {
-      codes.push_back(code);
-    }
-  }
-  ASSERT_EQ(codes.size(), 76u);
-  for (uint16_t code : codes) {
-    const auto keysym = X11KeyTranslation::keysym(code);
-    ASSERT_TRUE(keysym) << "code " << code;
-    EXPECT_EQ(X11KeyTranslation::virtualKeyCode(*keysym), code) << "code " << code;
+TEST(X11KeyTranslationTest, ModifierAndOtherKeysymsMapToUsLayoutKeys) {
+  // Pairs of a keysym's name and its virtual key code ("-" for none).
+  std::istringstream cases(
+      "A 0  ISO_Left_Tab 48  Alt_L 58  Meta_L 58  Alt_R 61  ISO_Level3_Shift 61  Control_L 59  "
+      "Control_R 62  Super_L 55  Super_R 54  Shift_L 56  Shift_R 60  Caps_Lock 57  Hyper_L -  "
+      "eacute -");
+  for (std::string name, code; cases >> name >> code;) {
+    const std::optional<uint16_t> expected =
+        code == "-" ? std::nullopt : std::optional<uint16_t>(std::stoi(code));
+    EXPECT_EQ(X11KeyTranslation::virtualKeyCode(XStringToKeysym(name.c_str())), expected) << name;
   }
   EXPECT_FALSE(X11KeyTranslation::keysym(10));
   EXPECT_FALSE(X11KeyTranslation::keysym(0x1FF));
+}
+
+// Three tables written apart must agree: every key a hot key may use has a label
+// on the settings page, grabs as the keysym that label names, and maps back.
+TEST(X11KeyTranslationTest, EveryComboKeyGrabsAsTheKeyItsLabelNames) {
+  // Pairs of a label other than a letter, digit or F-key, and its keysym's name.
+  std::istringstream pairs(
+      "- minus  = equal  [ bracketleft  ] bracketright  \\ backslash  ; semicolon  ' apostrophe  "
+      "` grave  , comma  . period  / slash  ← Left  → Right  ↓ Down  ↑ Up  "
+      "shortcut.key.return Return  shortcut.key.tab Tab  shortcut.key.space space  "
+      "shortcut.key.delete BackSpace  shortcut.key.esc Escape  shortcut.key.forwardDelete Delete");
+  std::map<std::string, std::string> keysymNames;
+  for (std::string label, name; pairs >> label >> name;) keysymNames[label] = name;
+  for (const uint16_t code : ShortcutValidator::allowedComboKeyCodes()) {
+    const auto keysym = X11KeyTranslation::keysym(code);
+    ASSERT_TRUE(keysym) << "code " << code;
+    EXPECT_EQ(X11KeyTranslation::virtualKeyCode(*keysym), code);
+    std::string label = ShortcutDisplay::keyLabel(code).keyedText();
+    if (keysymNames.contains(label)) label = keysymNames.at(label);
+    if (label.size() == 1) label[0] = static_cast<char>(std::tolower(label[0]));
+    EXPECT_EQ(XKeysymToString(*keysym), label) << "code " << code;
+  }
 }
 
 TEST(X11KeyTranslationTest, ModifierMasksAndPoints) {
@@ -96,7 +70,6 @@ TEST(X11KeyTranslationTest, ModifierMasksAndPoints) {
     uint64_t shortcutFlags;
   };
   const Case cases[] = {
-      {0, 0, 0},
       {ShiftMask, kShift, kShift},
       {LockMask | Mod2Mask, kCaps, kCaps},
       {ControlMask, ModifierFlags::control, ModifierFlags::command},
@@ -148,23 +121,15 @@ TEST(X11RawEventTranslatorTest, TracksModifiersAndButtonsAcrossSequences) {
     std::vector<Step> steps;
   };
   const Case cases[] = {
-      {"tap of left Alt",
-       {{Raw::press, 64, Event{Type::flagsChanged, 58, kOption}},
-        {Raw::release, 64, Event{Type::flagsChanged, 58, 0}}}},
-      {"Shift then Alt, a typed under both, released twice",
-       {{Raw::press, 50, Event{Type::flagsChanged, 56, kShift}},
-        {Raw::press, 64, Event{Type::flagsChanged, 58, kShift | kOption}},
-        {Raw::press, 38, Event{Type::keyDown, 0, kShift | kOption}},
-        {Raw::release, 38, std::nullopt},
-        {Raw::release, 64, Event{Type::flagsChanged, 58, kShift}},
-        {Raw::release, 64, std::nullopt},
-        {Raw::release, 50, Event{Type::flagsChanged, 56, 0}}}},
-      {"both Alts: the flag stays while either is down",
+      // What the real server sends in order is checked on Xvfb; these are the
+      // sequences XTest cannot easily make.
+      {"both Alts: the flag stays while either is down; a second release is nothing",
        {{Raw::press, 64, Event{Type::flagsChanged, 58, kOption}},
         {Raw::press, 108, Event{Type::flagsChanged, 61, kOption}},
         {Raw::press, 64, std::nullopt},
         {Raw::release, 64, Event{Type::flagsChanged, 58, kOption}},
-        {Raw::release, 108, Event{Type::flagsChanged, 61, 0}}}},
+        {Raw::release, 108, Event{Type::flagsChanged, 61, 0}},
+        {Raw::release, 108, std::nullopt}}},
       {"Caps Lock toggles at the press; XKB's report wins",
        {{Raw::press, 66, Event{Type::flagsChanged, 57, kCaps}},
         {Raw::release, 66, std::nullopt},
@@ -173,45 +138,23 @@ TEST(X11RawEventTranslatorTest, TracksModifiersAndButtonsAcrossSequences) {
         {Raw::locks, 0, std::nullopt},
         {Raw::press, 133, Event{Type::flagsChanged, 55, ModifierFlags::command}},
         {Raw::press, 200, Event{Type::keyDown, 0x100 + 200, ModifierFlags::command}}}},
-      {"left drag, other buttons, the wheel",
-       {{Raw::motion, 0, std::nullopt},
-        {Raw::button, 1, Event{Type::leftMouseDown, 0, 0}},
-        {Raw::motion, 0, Event{Type::leftMouseDragged, 0, 0}},
-        {Raw::button, 4, std::nullopt},
-        {Raw::buttonUp, 4, std::nullopt},
-        {Raw::buttonUp, 1, Event{Type::leftMouseUp, 0, 0}},
-        {Raw::motion, 0, std::nullopt},
-        {Raw::button, 3, Event{Type::rightMouseDown, 0, 0}},
-        {Raw::buttonUp, 3, std::nullopt},
-        {Raw::button, 2, Event{Type::otherMouseDown, 0, 0}},
-        {Raw::button, 8, Event{Type::otherMouseDown, 0, 0}}}},
+      {"a button beyond the wheel's", {{Raw::button, 8, Event{Type::otherMouseDown, 0, 0}}}},
   };
   for (const Case& c : cases) {
     X11RawEventTranslator translator;
     translator.setKeycodeMap(testKeymap());
     for (size_t i = 0; i < c.steps.size(); ++i) {
       const Step& step = c.steps[i];
-      std::optional<Event> got;
-      switch (step.raw) {
-        case Raw::press:
-          got = translator.keyPress(step.detail);
-          break;
-        case Raw::release:
-          got = translator.keyRelease(step.detail);
-          break;
-        case Raw::button:
-          got = translator.buttonPress(step.detail);
-          break;
-        case Raw::buttonUp:
-          got = translator.buttonRelease(step.detail);
-          break;
-        case Raw::motion:
-          got = translator.motion();
-          break;
-        case Raw::locks:
-          translator.setLatchedAndLockedModifiers(step.detail);
-          break;
+      if (step.raw == Raw::locks) {
+        translator.setLatchedAndLockedModifiers(step.detail);
+        continue;
       }
+      const std::optional<Event> got =
+          step.raw == Raw::press      ? translator.keyPress(step.detail)
+          : step.raw == Raw::release  ? translator.keyRelease(step.detail)
+          : step.raw == Raw::button   ? translator.buttonPress(step.detail)
+          : step.raw == Raw::buttonUp ? translator.buttonRelease(step.detail)
+                                      : translator.motion();
       EXPECT_EQ(got, step.expected) << c.name << ", step " << i;
     }
   }

@@ -3,17 +3,17 @@
 #include <poll.h>
 
 #include <chrono>
-#include <cstdlib>
-#include <set>
+#include <memory>
 #include <thread>
 
 #include <gtest/gtest.h>
 // After gtest, whose names X's macros (None, Bool) would replace.
-#include <X11/Xlib-xcb.h>
 #include <X11/keysym.h>
-#include <xcb/xcb.h>
 
+#include "core/triggers/overlay_keyboard_monitor.h"
 #include "platform/x11/x11_test_display.h"
+#include "support/fake_input_environment.h"
+#include "support/fake_overlay_keyboard_tap.h"
 
 namespace trelvis {
 namespace {
@@ -42,19 +42,20 @@ class X11OverlayKeyboardEventTapTest : public ::testing::Test {
     XSync(input_.display(), False);
   }
 
-  // A handler like the overlay's: swallows the keys in `swallowed` (Escape and C
-  // with Command), then their repeats and releases.
-  X11OverlayKeyboardEventTap::EventHandler handler(std::set<uint16_t> swallowed) {
-    return [this, swallowed,
-            pending = std::set<uint16_t>()](const OverlayKeyboardEvent& event) mutable {
+  // The card's own logic decides, for a visible card with a selection; a pinned
+  // card lets Escape through. What the tap delivered is recorded too.
+  X11OverlayKeyboardEventTap::EventHandler handler(bool pinned) {
+    monitor_ = std::make_shared<OverlayKeyboardMonitor>(
+        permission_, unusedTap_,
+        OverlayKeyboardMonitor::Closures{.isOverlayVisible = [] { return true; },
+                                         .isOverlayPinned = [pinned] { return pinned; },
+                                         .selectedText =
+                                             [] {
+                                               return "text";
+                                             }});
+    return [this](const OverlayKeyboardEvent& event) {
       seen_.add(event);
-      if (event.type == Type::keyUp) return pending.erase(event.keyCode) > 0;
-      if (event.isRepeat) return pending.count(event.keyCode) > 0;
-      const bool copy = event.keyCode == KeyCodes::c &&
-                        (event.modifierFlags & 0x1E0000) == ModifierFlags::command;
-      if (!swallowed.count(event.keyCode) || (event.keyCode == KeyCodes::c && !copy)) return false;
-      pending.insert(event.keyCode);
-      return true;
+      return monitor_->handleEvent(event);
     };
   }
 
@@ -83,11 +84,14 @@ class X11OverlayKeyboardEventTapTest : public ::testing::Test {
   testing::TestDisplay input_{server_.displayName()};
   Window window_ = 0;
   Recorder<OverlayKeyboardEvent> seen_;
+  FakeAccessibilityPermission permission_;
+  FakeOverlayKeyboardTap unusedTap_;  // the X11 tap under test calls the monitor itself
+  std::shared_ptr<OverlayKeyboardMonitor> monitor_;
 };
 
 TEST_F(X11OverlayKeyboardEventTapTest, SwallowsEscapeAndCopyAndNothingElse) {
   X11OverlayKeyboardEventTap tap(server_.displayName());
-  ASSERT_TRUE(tap.start(handler({KeyCodes::escape, KeyCodes::c})));
+  ASSERT_TRUE(tap.start(handler(false)));
   input_.hold(XK_Escape, std::chrono::milliseconds(150));
   input_.key(XK_Control_L, true);
   input_.tap(XK_c);
@@ -120,7 +124,7 @@ TEST_F(X11OverlayKeyboardEventTapTest, SwallowsEscapeAndCopyAndNothingElse) {
 
 TEST_F(X11OverlayKeyboardEventTapTest, DeclinedKeysReachTheWindowWhateverTheLocks) {
   X11OverlayKeyboardEventTap tap(server_.displayName());
-  ASSERT_TRUE(tap.start(handler({KeyCodes::c})));  // a pinned card: Escape goes on
+  ASSERT_TRUE(tap.start(handler(true)));
   input_.setNumLock(true);
   input_.tap(XK_Escape);
   input_.key(XK_Control_L, true);
@@ -134,18 +138,11 @@ TEST_F(X11OverlayKeyboardEventTapTest, DeclinedKeysReachTheWindowWhateverTheLock
 
   // Once stopped, it holds no grab: another client can have Escape.
   tap.stop();
-  xcb_connection_t* xcb = XGetXCBConnection(input_.display());
   bool released = false;
-  for (int i = 0; i < 200 && !released; ++i) {
-    xcb_generic_error_t* error = xcb_request_check(
-        xcb, xcb_grab_key_checked(xcb, 0, input_.root(), 0, input_.keycode(XK_Escape),
-                                  XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
-    released = error == nullptr;
-    std::free(error);
-    if (!released) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  for (int i = 0; i < 200 && !(released = input_.canGrab(XK_Escape, 0)); ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
   EXPECT_TRUE(released);
-  XUngrabKey(input_.display(), input_.keycode(XK_Escape), 0, input_.root());
   input_.tap(XK_Escape);
   input_.tap(XK_a);
   EXPECT_EQ(windowKeysUntilReleaseOf(XK_a), (WindowLog{"+Escape", "-Escape", "+a", "-a"}));
@@ -158,10 +155,10 @@ TEST_F(X11OverlayKeyboardEventTapTest, FailsWhenAnotherClientHoldsBothKeys) {
            GrabModeAsync);
   XSync(input_.display(), False);
   X11OverlayKeyboardEventTap tap(server_.displayName());
-  EXPECT_FALSE(tap.start(handler({KeyCodes::escape})));
+  EXPECT_FALSE(tap.start(handler(false)));
   XUngrabKey(input_.display(), AnyKey, AnyModifier, input_.root());
   XSync(input_.display(), False);
-  EXPECT_TRUE(tap.start(handler({KeyCodes::escape})));
+  EXPECT_TRUE(tap.start(handler(false)));
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include "platform/x11/x11_test_display.h"
 
 #include <X11/XKBlib.h>
+#include <X11/Xlib-xcb.h>
 #include <X11/extensions/XTest.h>
 #include <X11/extensions/Xrandr.h>
 #include <X11/keysym.h>
@@ -12,8 +13,10 @@
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <xcb/xcb.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -104,6 +107,18 @@ void TestDisplay::button(unsigned int button, bool press) {
 void TestDisplay::moveTo(int x, int y) {
   XTestFakeMotionEvent(display_, 0, x, y, CurrentTime);
   XSync(display_, False);
+}
+
+bool TestDisplay::canGrab(KeySym keysym, unsigned int modifiers) {
+  xcb_connection_t* xcb = XGetXCBConnection(display_);
+  const auto mask = static_cast<uint16_t>(modifiers);
+  xcb_generic_error_t* error =
+      xcb_request_check(xcb, xcb_grab_key_checked(xcb, 0, root(), mask, keycode(keysym),
+                                                  XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
+  std::free(error);
+  if (!error) xcb_ungrab_key(xcb, keycode(keysym), root(), mask);
+  XSync(display_, False);
+  return !error;
 }
 
 void TestDisplay::setNumLock(bool on) {

@@ -54,6 +54,9 @@ class TestDisplay {
   void tap(KeySym keysym);
   void button(unsigned int button, bool press);
   void moveTo(int x, int y);
+  // Whether this client may grab `keysym` with exactly `modifiers` now, as
+  // another application would; a grab it gets is released again at once.
+  bool canGrab(KeySym keysym, unsigned int modifiers);
   // Sets or clears the Num Lock modifier's lock.
   void setNumLock(bool on);
   // Holds `keysym` down for `duration` with the server's auto-repeat made fast
@@ -108,10 +111,6 @@ class Recorder {
   std::vector<T> values() {
     std::lock_guard lock(mutex_);
     return values_;
-  }
-  void clear() {
-    std::lock_guard lock(mutex_);
-    values_.clear();
   }
 
  private:
