@@ -82,7 +82,7 @@ class QtMainExecutor::Receiver final : public QObject {
       return true;
     }
     if (event->type() == kRearmEvent) {
-      if (auto executor = executor_.lock()) executor->runDueTimers();
+      if (auto executor = executor_.lock()) executor->postDueTimers();
       return true;
     }
     return QObject::event(event);
@@ -90,7 +90,7 @@ class QtMainExecutor::Receiver final : public QObject {
 
   void timerEvent(QTimerEvent* event) override {
     if (event->timerId() != timer_.timerId()) return;
-    if (auto executor = executor_.lock()) executor->runDueTimers();
+    if (auto executor = executor_.lock()) executor->postDueTimers();
   }
 
  private:
@@ -152,19 +152,16 @@ void QtMainExecutor::run(Job& job) {
   job();
 }
 
-void QtMainExecutor::runDueTimers() {
-  std::vector<Job> due;
-  std::vector<Job> garbage;
-  {
-    std::lock_guard lock(state_->mutex);
-    if (state_->receiver == nullptr) return;
-    due = state_->timers.takeDue(now());
-    garbage = state_->timers.takeGarbage();
-  }
-  garbage.clear();
-  for (auto& job : due) run(job);
+void QtMainExecutor::postDueTimers() {
+  std::vector<Job> garbage;  // destroyed after the lock
   std::lock_guard lock(state_->mutex);
-  if (state_->receiver != nullptr) state_->receiver->rearm(state_->timers.nextDue(), now());
+  if (state_->receiver == nullptr) return;
+  // A due job is posted behind what is already queued, as if posted just now.
+  for (auto& job : state_->timers.takeDue(now())) {
+    QCoreApplication::postEvent(state_->receiver, new JobEvent(std::move(job)));
+  }
+  garbage = state_->timers.takeGarbage();
+  state_->receiver->rearm(state_->timers.nextDue(), now());
 }
 
 }  // namespace trelvis

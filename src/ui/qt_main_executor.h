@@ -39,8 +39,8 @@ class QtMainExecutor final : public Executor, public std::enable_shared_from_thi
   struct State;
 
   void run(Job& job);
-  // On the main thread: runs the due delayed jobs and sets the timer for the next.
-  void runDueTimers();
+  // On the main thread: posts the due delayed jobs and sets the timer for the next.
+  void postDueTimers();
 
   std::shared_ptr<State> state_;  // shared with the receiver, which may go first
 };

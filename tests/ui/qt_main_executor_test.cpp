@@ -68,6 +68,8 @@ TEST_F(QtMainExecutorTest, RunsJobsOnTheMainThreadInPostOrderAndTimersInDueOrder
     executor_->post(note("now 2, from a thread"));
     executor_->postAfter(5ms, note("+5, from a thread"));
   }).join();
+  // A due job waits behind jobs posted before it became due.
+  std::this_thread::sleep_for(10ms);
 
   ASSERT_TRUE(runUntil([&] { return log.size() == 6; }));
   EXPECT_EQ(log, (std::vector<std::string>{"now 1", "now 2, from a thread", "+5, from a thread",
