@@ -8,7 +8,7 @@ const std::vector<Language>& supportedLanguages() {
   static const std::vector<Language> languages = {
       {"en", "English", "eng", "en-us"},       {"zh-Hans", "Chinese", "zho", "cmn"},
       {"es", "Spanish", "spa", "es"},          {"ja", "Japanese", "jpn", "ja"},
-      {"de", "German", "deu", "de"},           {"fr", "French", "fra", "fr-fr"},
+      {"de", "German", "deu", "de"},           {"fr", "French", "fra", "fr"},
       {"pt", "Portuguese", "por", "pt"},       {"ko", "Korean", "kor", "ko"},
   };
   return languages;
