@@ -56,6 +56,11 @@ class EnginePool {
   EnginePool& operator=(const EnginePool&) = delete;
 
   size_t size() const { return engines_.size(); }
+  // Requests waiting for an engine now, for health reports.
+  size_t waiting() const {
+    std::lock_guard lock(mutex_);
+    return waiting_;
+  }
 
   // An instance, or nothing when the pool is saturated. Leases must end before the
   // pool does.
@@ -85,7 +90,7 @@ class EnginePool {
   std::vector<std::unique_ptr<Engine>> engines_;
   const size_t maxWaiting_;
   const std::chrono::milliseconds maxWait_;
-  std::mutex mutex_;
+  mutable std::mutex mutex_;
   std::condition_variable available_;
   std::vector<Engine*> idle_;
   size_t waiting_ = 0;

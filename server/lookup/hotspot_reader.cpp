@@ -17,6 +17,8 @@ constexpr int kMinContrast = 40;
 constexpr int kMaxWidenings = 2;
 // English words below this confidence send the reader to the Chinese model.
 constexpr float kConfidentEnglish = 70;
+// Below this an English reading is noise, not a word cut by the window's edge.
+constexpr float kHopelessEnglish = 40;
 // White margin around a window, in recogniser pixels: Tesseract reads glyphs that
 // touch the image border badly.
 constexpr int kMargin = 12;
@@ -177,6 +179,11 @@ Pass readLine(TesseractOcr& ocr, const GrayImage& image, const Ground& ground, i
     pass.choice = chooseWord(pass.words, hx, hy);
     if (!pass.choice) return pass;
     const OcrWord& word = pass.words[pass.choice->index];
+    // What the English model makes of other scripts is no word worth a wider look;
+    // the Chinese model reads it next.
+    if (language == OcrLanguage::english && (word.confidence < kHopelessEnglish || !isAsciiWord(word.text))) {
+      return pass;
+    }
     // For Chinese the recogniser's "word" may be a whole run of characters; what
     // matters is room for a dictionary word on both sides of the character.
     int reach = 2;
@@ -277,11 +284,11 @@ HotspotReading readRegion(TesseractOcr& ocr, const GrayImage& image) {
     return words.empty() ? 0.0 : sum / words.size();
   };
   reading.window = image.bounds();
-  reading.words = recognizeWindow(ocr, image, reading.window, ground, scale, OcrLanguage::english, OcrLayout::automatic);
+  reading.words = recognizeWindow(ocr, image, reading.window, ground, scale, OcrLanguage::english, OcrLayout::block);
   reading.passes = 1;
   double englishConfidence = meanConfidence(reading.words);
   if (englishConfidence >= kConfidentEnglish) return reading;
-  auto chinese = recognizeWindow(ocr, image, reading.window, ground, scale, OcrLanguage::chinese, OcrLayout::automatic);
+  auto chinese = recognizeWindow(ocr, image, reading.window, ground, scale, OcrLanguage::chinese, OcrLayout::block);
   reading.passes = 2;
   if (meanConfidence(chinese) > englishConfidence) {
     reading.words = std::move(chinese);

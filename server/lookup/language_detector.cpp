@@ -3,6 +3,7 @@
 #include "server/engines/dict/dictionaries.h"
 #include "server/engines/dict/dictd_dictionary.h"
 #include "server/engines/languages.h"
+#include "server/engines/utf8.h"
 
 #include <array>
 #include <cctype>
@@ -12,15 +13,6 @@
 namespace trelvis::server {
 
 namespace {
-
-char32_t decode(std::string_view text, size_t& i) {
-  auto byte = static_cast<unsigned char>(text[i]);
-  size_t length = byte < 0x80 ? 1 : byte < 0xE0 ? 2 : byte < 0xF0 ? 3 : 4;
-  char32_t value = length == 1 ? byte : length == 2 ? byte & 0x1F : length == 3 ? byte & 0x0F : byte & 0x07;
-  for (size_t k = 1; k < length && i + k < text.size(); ++k) value = (value << 6) | (text[i + k] & 0x3F);
-  i += length;
-  return value;
-}
 
 struct Profile {
   std::string_view code;
@@ -64,7 +56,7 @@ DetectedLanguage named(std::string_view code) {
 
 bool hasCjk(std::string_view text) {
   for (size_t i = 0; i < text.size();) {
-    char32_t c = decode(text, i);
+    char32_t c = nextCodePoint(text, i);
     if ((c >= 0x3040 && c <= 0x30FF) || (c >= 0x3400 && c <= 0x9FFF) || (c >= 0xAC00 && c <= 0xD7AF)) return true;
   }
   return false;
@@ -73,7 +65,7 @@ bool hasCjk(std::string_view text) {
 DetectedLanguage detectLanguage(std::string_view text, const Dictionaries* dictionaries) {
   int han = 0, kana = 0, hangul = 0, latin = 0;
   for (size_t i = 0; i < text.size();) {
-    char32_t c = decode(text, i);
+    char32_t c = nextCodePoint(text, i);
     if (c >= 0x3040 && c <= 0x30FF) ++kana;
     else if ((c >= 0x3400 && c <= 0x4DBF) || (c >= 0x4E00 && c <= 0x9FFF)) ++han;
     else if (c >= 0xAC00 && c <= 0xD7AF) ++hangul;

@@ -10,6 +10,7 @@
 #include "server/engines/speech/pronunciation_cache.h"
 #include "server/engines/translate/apertium_translator.h"
 #include "server/engines/translate/translation_router.h"
+#include "server/engines/utf8.h"
 #include "server/lookup/hotspot_reader.h"
 #include "server/lookup/language_detector.h"
 #include "server/lookup/paragraph_reflow.h"
@@ -70,13 +71,11 @@ bool isPunctuation(std::string_view character) {
   return std::find(wide.begin(), wide.end(), character) != wide.end();
 }
 
-size_t characterLength(unsigned char byte) { return byte < 0x80 ? 1 : byte < 0xE0 ? 2 : byte < 0xF0 ? 3 : 4; }
-
 // The word without the punctuation a recogniser keeps around it ("cat," "(dog)").
 std::string withoutSurroundingPunctuation(std::string_view word) {
   std::vector<std::string_view> characters;
   for (size_t i = 0; i < word.size();) {
-    size_t length = std::min(characterLength(static_cast<unsigned char>(word[i])), word.size() - i);
+    size_t length = std::min(utf8Length(static_cast<unsigned char>(word[i])), word.size() - i);
     characters.push_back(word.substr(i, length));
     i += length;
   }
@@ -157,7 +156,7 @@ bool hasSentencePunctuation(std::string_view text) {
 
 size_t characterCount(std::string_view text) {
   size_t count = 0;
-  for (size_t i = 0; i < text.size(); i += characterLength(static_cast<unsigned char>(text[i]))) ++count;
+  for (size_t i = 0; i < text.size(); i += utf8Length(static_cast<unsigned char>(text[i]))) ++count;
   return count;
 }
 
@@ -227,6 +226,28 @@ bool LookupEngine::translates(std::string_view source, std::string_view target) 
   return translator_->supports(source, target);
 }
 
+// Decodes the upload into the job. Bytes that are no JPEG at all are refused; a
+// JPEG that breaks off is left for the stream to report as a capture that cannot
+// be read.
+tl::expected<void, RequestRefusal> LookupEngine::decodeCapture(const std::vector<uint8_t>& bytes, Job& job) {
+  auto image = decodeJpegToGray(bytes);
+  if (image) {
+    job.image = std::move(*image);
+  } else if (bytes.size() < 4 || bytes[0] != 0xFF || bytes[1] != 0xD8) {
+    return tl::unexpected(badRequest("the image is not a JPEG"));
+  } else {
+    job.imageError = image.error();
+  }
+  return {};
+}
+
+tl::expected<LookupEngine::Job, RequestRefusal> LookupEngine::reserveRecogniser(Job job) {
+  auto lease = ocr_->acquire();
+  if (!lease) return tl::unexpected(RequestRefusal{RequestRefusal::Kind::saturated, "all recognisers are busy"});
+  job.ocr = std::move(*lease);
+  return job;
+}
+
 tl::expected<LookupEngine::Job, RequestRefusal> LookupEngine::prepareWordLookup(WordLookupRequest request) {
   if (auto checked = checkLanguages(request.targetLang, request.secondaryTargetLang); !checked) {
     return tl::unexpected(checked.error());
@@ -239,28 +260,17 @@ tl::expected<LookupEngine::Job, RequestRefusal> LookupEngine::prepareWordLookup(
   }
   Job job;
   job.kind = Job::Kind::word;
-  auto image = decodeJpegToGray(request.image);
-  if (image) {
-    if (request.hotspotX < 0 || request.hotspotY < 0 || request.hotspotX >= image->width ||
-        request.hotspotY >= image->height) {
-      return tl::unexpected(badRequest("the hotspot lies outside the image"));
-    }
-    job.image = std::move(*image);
-  } else if (request.image.size() < 4 || request.image[0] != 0xFF || request.image[1] != 0xD8) {
-    return tl::unexpected(badRequest("the image is not a JPEG"));
-  } else {
-    // A JPEG that breaks off: the stream reports it, as a capture that cannot be read.
-    job.imageError = image.error();
+  if (auto decoded = decodeCapture(request.image, job); !decoded) return tl::unexpected(decoded.error());
+  if (job.image && (request.hotspotX < 0 || request.hotspotY < 0 || request.hotspotX >= job.image->width ||
+                    request.hotspotY >= job.image->height)) {
+    return tl::unexpected(badRequest("the hotspot lies outside the image"));
   }
   job.hotspotX = request.hotspotX;
   job.hotspotY = request.hotspotY;
   job.target = std::move(request.targetLang);
   job.secondary = std::move(request.secondaryTargetLang);
   job.accent = std::move(request.englishPronunciation);
-  auto lease = ocr_->acquire();
-  if (!lease) return tl::unexpected(RequestRefusal{RequestRefusal::Kind::saturated, "all recognisers are busy"});
-  job.ocr = std::move(*lease);
-  return job;
+  return reserveRecogniser(std::move(job));
 }
 
 tl::expected<LookupEngine::Job, RequestRefusal> LookupEngine::prepareRegionTranslation(RegionTranslationRequest request) {
@@ -269,20 +279,10 @@ tl::expected<LookupEngine::Job, RequestRefusal> LookupEngine::prepareRegionTrans
   }
   Job job;
   job.kind = Job::Kind::region;
-  auto image = decodeJpegToGray(request.image);
-  if (image) {
-    job.image = std::move(*image);
-  } else if (request.image.size() < 4 || request.image[0] != 0xFF || request.image[1] != 0xD8) {
-    return tl::unexpected(badRequest("the image is not a JPEG"));
-  } else {
-    job.imageError = image.error();
-  }
+  if (auto decoded = decodeCapture(request.image, job); !decoded) return tl::unexpected(decoded.error());
   job.target = std::move(request.targetLang);
   job.secondary = std::move(request.secondaryTargetLang);
-  auto lease = ocr_->acquire();
-  if (!lease) return tl::unexpected(RequestRefusal{RequestRefusal::Kind::saturated, "all recognisers are busy"});
-  job.ocr = std::move(*lease);
-  return job;
+  return reserveRecogniser(std::move(job));
 }
 
 tl::expected<LookupEngine::Job, RequestRefusal> LookupEngine::prepareTextTranslation(TextTranslationRequest request) {

@@ -132,6 +132,8 @@ class LookupEngine {
 
  private:
   LookupEngine();
+  static tl::expected<void, RequestRefusal> decodeCapture(const std::vector<uint8_t>& bytes, Job& job);
+  tl::expected<Job, RequestRefusal> reserveRecogniser(Job job);
   void runWordLookup(Job& job, LookupEventSink& sink);
   void runRegionTranslation(Job& job, LookupEventSink& sink);
   std::optional<std::string> phoneticOf(std::string_view text, std::string_view language, std::string_view accent);

@@ -1,6 +1,8 @@
 #include "server/engines/dict/cedict.h"
 
+#include "base/text.h"
 #include "server/engines/dict/mapped_file.h"
+#include "server/engines/utf8.h"
 
 #include <nlohmann/json.hpp>
 
@@ -11,20 +13,10 @@ namespace trelvis::server {
 
 namespace {
 
-// UTF-8 length of the character that starts with `byte`.
-size_t characterLength(unsigned char byte) { return byte < 0x80 ? 1 : byte < 0xE0 ? 2 : byte < 0xF0 ? 3 : 4; }
-
 std::string lowerAscii(std::string_view text) {
   std::string out(text);
   for (char& c : out) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
   return out;
-}
-
-std::string_view trimView(std::string_view text) {
-  size_t begin = text.find_first_not_of(" \t");
-  if (begin == std::string_view::npos) return {};
-  size_t end = text.find_last_not_of(" \t");
-  return text.substr(begin, end - begin + 1);
 }
 
 // The English gloss as a key of the reverse index: no parenthesised remarks, no
@@ -37,14 +29,14 @@ std::string glossKey(std::string_view gloss) {
     if (depth == 0) plain += c;
     if ((c == ')' || c == ']') && depth > 0) --depth;
   }
-  std::string key = lowerAscii(trimView(plain));
+  std::string key = lowerAscii(trimmed(plain));
   for (std::string_view prefix : {"to ", "a ", "an ", "the "}) {
     if (key.starts_with(prefix)) {
       key.erase(0, prefix.size());
       break;
     }
   }
-  key = std::string(trimView(key));
+  key = trimmed(key);
   if (key.empty() || key.size() > 40 || std::count(key.begin(), key.end(), ' ') > 2) return {};
   if (std::any_of(key.begin(), key.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80 || c == '|'; })) {
     return {};
@@ -271,7 +263,7 @@ bool Cedict::contains(std::string_view word) const {
 
 std::vector<CedictEntry> Cedict::lookupEnglish(std::string_view word, size_t limit) const {
   std::vector<CedictEntry> found;
-  std::string key = lowerAscii(trimView(word));
+  std::string key = lowerAscii(trimmed(word));
   auto lower = std::lower_bound(glosses_.begin(), glosses_.end(), key,
                                 [&](const Gloss& g, const std::string& k) { return at(g.key) < k; });
   std::vector<std::string> simplifiedSeen;
@@ -286,12 +278,12 @@ std::vector<CedictEntry> Cedict::lookupEnglish(std::string_view word, size_t lim
 
 size_t Cedict::longestWordAt(std::string_view text, size_t offset) const {
   if (offset >= text.size()) return 0;
-  size_t single = characterLength(static_cast<unsigned char>(text[offset]));
+  size_t single = utf8Length(static_cast<unsigned char>(text[offset]));
   size_t best = single;
   size_t length = 0;
   // Dictionary words are rarely longer than eight characters.
   for (int characters = 0; characters < 8 && offset + length < text.size(); ++characters) {
-    length += characterLength(static_cast<unsigned char>(text[offset + length]));
+    length += utf8Length(static_cast<unsigned char>(text[offset + length]));
     if (offset + length > text.size()) break;
     if (characters > 0 && contains(text.substr(offset, length))) best = length;
   }

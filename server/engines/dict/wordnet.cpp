@@ -1,5 +1,7 @@
 #include "server/engines/dict/wordnet.h"
 
+#include "base/text.h"
+
 #include <algorithm>
 #include <cctype>
 #include <charconv>
@@ -47,13 +49,6 @@ int toInt(std::string_view text) {
   int value = 0;
   std::from_chars(text.data(), text.data() + text.size(), value);
   return value;
-}
-
-std::string trimmedCopy(std::string_view text) {
-  size_t begin = text.find_first_not_of(" \t\r\n");
-  if (begin == std::string_view::npos) return {};
-  size_t end = text.find_last_not_of(" \t\r\n");
-  return std::string(text.substr(begin, end - begin + 1));
 }
 
 }  // namespace
@@ -187,7 +182,7 @@ std::vector<WordNetSense> WordNet::senses(const WordNetLemma& lemma, size_t limi
           semicolon = gloss.find("; ", close);
         }
       } else {
-        std::string part = trimmedCopy(gloss.substr(start, semicolon == std::string_view::npos ? std::string_view::npos
+        std::string part = trimmed(gloss.substr(start, semicolon == std::string_view::npos ? std::string_view::npos
                                                                                              : semicolon - start));
         if (!part.empty()) sense.definition += (sense.definition.empty() ? "" : "; ") + part;
       }

@@ -1,6 +1,7 @@
 #include "server/engines/translate/apertium_translator.h"
 
 #include "base/log.h"
+#include "base/text.h"
 #include "server/engines/languages.h"
 
 #include <fcntl.h>
@@ -54,13 +55,6 @@ std::string unescaped(std::string_view text) {
   return out;
 }
 
-std::string trimmedCopy(std::string_view text) {
-  size_t begin = text.find_first_not_of(" \n\r\t");
-  if (begin == std::string_view::npos) return {};
-  size_t end = text.find_last_not_of(" \n\r\t");
-  return std::string(text.substr(begin, end - begin + 1));
-}
-
 }  // namespace
 
 // One pair's chain of apertium processes, run by /bin/sh from the mode file.
@@ -106,7 +100,7 @@ class ApertiumTranslator::Pipeline {
     }
     // Several stages may each pass a NUL on; all of them end this segment.
     while (!output.empty() && output.back() == '\0') output.pop_back();
-    return trimmedCopy(unescaped(output));
+    return trimmed(unescaped(output));
   }
 
  private:
@@ -186,7 +180,7 @@ ApertiumTranslator::ApertiumTranslator(const std::string& modesDirectory, std::c
     size_t start = 0;
     while (start < pipeline.size()) {
       size_t bar = pipeline.find('|', start);
-      std::string stage = trimmedCopy(pipeline.substr(start, bar == std::string::npos ? std::string::npos : bar - start));
+      std::string stage = trimmed(pipeline.substr(start, bar == std::string::npos ? std::string::npos : bar - start));
       size_t space = stage.find(' ');
       stage.insert(space == std::string::npos ? stage.size() : space, " -z");
       flushed += (flushed.empty() ? "" : " | ") + stage;
@@ -240,7 +234,7 @@ tl::expected<std::string, TranslationFailure> ApertiumTranslator::translate(std:
   size_t start = 0;
   while (start <= text.size()) {
     size_t end = text.find("\n\n", start);
-    std::string paragraph = trimmedCopy(text.substr(start, end == std::string_view::npos ? std::string_view::npos : end - start));
+    std::string paragraph = trimmed(text.substr(start, end == std::string_view::npos ? std::string_view::npos : end - start));
     start = end == std::string_view::npos ? text.size() + 1 : end + 2;
     if (paragraph.empty()) continue;
     for (Pipeline* pipeline : chain) {

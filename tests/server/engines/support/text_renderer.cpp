@@ -1,5 +1,7 @@
 #include "server/engines/support/text_renderer.h"
 
+#include "server/engines/utf8.h"
+
 #include <ft2build.h>
 #include FT_FREETYPE_H
 #include <turbojpeg.h>
@@ -11,16 +13,6 @@
 namespace trelvis::server::testing {
 
 namespace {
-
-// Decodes one UTF-8 character at `i`, advancing it.
-char32_t nextCodePoint(const std::string& text, size_t& i) {
-  auto byte = static_cast<unsigned char>(text[i]);
-  int length = byte < 0x80 ? 1 : byte < 0xE0 ? 2 : byte < 0xF0 ? 3 : 4;
-  char32_t value = length == 1 ? byte : length == 2 ? byte & 0x1F : length == 3 ? byte & 0x0F : byte & 0x07;
-  for (int k = 1; k < length && i + k < text.size(); ++k) value = (value << 6) | (text[i + k] & 0x3F);
-  i += length;
-  return value;
-}
 
 struct Library {
   FT_Library library = nullptr;
