@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <fstream>
 #include <random>
 #include <time.h>
 
@@ -59,6 +60,15 @@ struct Timings : server::LookupEventSink {
   void failed(const server::StreamFailure& failure) override { std::fprintf(stderr, "failed: %s\n", failure.message.c_str()); }
 };
 
+long residentKilobytes() {
+  std::ifstream status("/proc/self/status");
+  std::string line;
+  while (std::getline(status, line)) {
+    if (line.starts_with("VmRSS:")) return std::stol(line.substr(6));
+  }
+  return -1;
+}
+
 void report(const char* name, std::vector<double> values) {
   if (values.empty()) return;
   std::sort(values.begin(), values.end());
@@ -75,13 +85,16 @@ int main(int argc, char** argv) {
   }
   server::LookupEngineConfig config;
   config.dictionaries.cedictFile = argv[1];
-  config.ocrWorkers = 1;
+  config.ocrWorkers = 2;
   config.warmTranslators = false;
+  auto started = Clock::now();
   auto created = server::LookupEngine::create(config);
   if (!created) {
     std::fprintf(stderr, "%s\n", created.error().c_str());
     return 1;
   }
+  std::printf("engine ready in %.0f ms (2 recognisers, dictionaries, speech); resident memory %ld MB\n",
+              milliseconds(Clock::now() - started), residentKilobytes() / 1024);
   server::LookupEngine& engine = **created;
 
   const std::vector<std::string> vocabulary = {"window", "reading", "between", "capture", "language", "morning",
