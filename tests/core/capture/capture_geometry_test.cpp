@@ -2,19 +2,13 @@
 
 #include <cmath>
 #include <limits>
-#include <ostream>
 
 #include <gtest/gtest.h>
 
 #include "core/capture/overlay_window_geometry.h"
+#include "support/geometry_printers.h"
 
 namespace trelvis {
-
-std::ostream& operator<<(std::ostream& out, const Rect& r) {
-  return out << "(" << r.minX() << ", " << r.minY() << ", " << r.width() << ", " << r.height()
-             << ")";
-}
-
 namespace {
 
 Rect R(double x, double y, double w, double h) {
@@ -47,7 +41,7 @@ TEST(CaptureGeometryTest, LookupBandSpansTheWidthAndFollowsThePointersHeight) {
   };
   for (const Case& c : cases) {
     EXPECT_EQ(Calc::lookupCaptureRect(c.mouse, c.frame, c.ratio), c.expected)
-        << c.mouse.x << "," << c.mouse.y << " in " << c.frame << " ratio " << c.ratio;
+        << c.mouse << " in " << c.frame << " ratio " << c.ratio;
   }
 }
 
@@ -65,6 +59,7 @@ TEST(CaptureGeometryTest, ScreenCaptureRectFlipsAndSnapsOutward) {
       {R(-1280, -600, 1280, 256), lowerLeftFrame, lowerLeftBounds, R(-1280, 1424, 1280, 256)},
       // Fractional edges go outward: 10.4..15.6 covers pixels 10..15.
       {R(10.4, 20.6, 5.2, 3.1), R(0, 0, 100, 100), R(0, 0, 100, 100), R(10, 76, 6, 4)},
+      {R(10.6, 20.2, 5.2, 3.1), R(0, 0, 100, 100), R(0, 0, 100, 100), R(10, 76, 6, 4)},
       {R(50, 50, 0, 0), R(0, 0, 100, 100), R(0, 0, 100, 100), R(50, 50, 1, 1)},
       // Bounds twice the frame's size scale the rectangle.
       {R(10, 10, 100, 100), R(0, 0, 1440, 900), R(0, 0, 2880, 1800), R(20, 1580, 200, 200)},
@@ -125,7 +120,7 @@ TEST(CaptureGeometryTest, HotspotIsThePointerInImagePixelsFromTheTop) {
     geometry.mouseInAppKit = c.mouse;
     geometry.captureRectInAppKit = Calc::lookupCaptureRect(c.mouse, R(0, 0, 1000, 1000), 0.25);
     EXPECT_EQ(Calc::hotspot(geometry, c.imageWidth, c.imageHeight), c.expected)
-        << c.mouse.x << "," << c.mouse.y;
+        << c.mouse;
   }
   CaptureGeometry flat;
   flat.captureRectInAppKit = R(0, 0, 0, 0);
