@@ -14,5 +14,8 @@ pkg_check_modules(XLIB REQUIRED IMPORTED_TARGET x11 x11-xcb xcb)
 pkg_check_modules(XI REQUIRED IMPORTED_TARGET xi)
 pkg_check_modules(XTST REQUIRED IMPORTED_TARGET xtst)
 pkg_check_modules(XRANDR REQUIRED IMPORTED_TARGET xrandr)
+# Screen capture: the root window's pixels through MIT-SHM, encoded as JPEG.
+pkg_check_modules(XCB_SHM REQUIRED IMPORTED_TARGET xcb-shm)
+pkg_check_modules(TURBOJPEG REQUIRED IMPORTED_TARGET libturbojpeg)
 # The desktop application's UI.
 find_package(Qt6 REQUIRED COMPONENTS Core)

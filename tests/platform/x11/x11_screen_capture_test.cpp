@@ -1,0 +1,251 @@
+// The X11 screen capture against private Xvfb servers: known pixels drawn on the
+// root window come back, with MIT-SHM, without it and at 16 bits per pixel; the
+// RandR monitors become screens; and the whole capture service turns the band
+// under the pointer on a second monitor into a JPEG whose hotspot lies on it.
+
+#include <gtest/gtest.h>
+// After gtest, whose names X's macros (None, Bool) would replace.
+#include <X11/Xatom.h>
+
+#include <chrono>
+#include <cstdlib>
+
+#include "base/async/run_loop.h"
+#include "base/async/task.h"
+#include "base/async/thread_pool.h"
+#include "core/capture/screen_capture_error.h"
+#include "core/capture/screen_capture_service.h"
+#include "core/prefs/in_memory_preference_store.h"
+#include "core/prefs/target_language_store.h"
+#include "platform/jpeg/turbo_jpeg_encoder.h"
+#include "platform/x11/x11_pointer_locator.h"
+#include "platform/x11/x11_screen_capture.h"
+#include "platform/x11/x11_test_display.h"
+#include "support/geometry_printers.h"
+#include "support/jpeg_decoding.h"
+
+namespace trelvis {
+namespace {
+
+using namespace std::chrono_literals;
+
+Rect R(double x, double y, double w, double h) {
+  return Rect{{x, y}, {w, h}};
+}
+
+struct Rgb {
+  int r, g, b;
+};
+
+Rgb rgbAt(const CapturedImage& image, int x, int y) {
+  const uint8_t* p =
+      &image.pixels[(static_cast<size_t>(y) * static_cast<size_t>(image.width) + x) * 4];
+  if (image.layout == CapturedImage::Layout::bgrx) return {p[2], p[1], p[0]};
+  return {p[1], p[2], p[3]};
+}
+
+// Rectangles of colour on the root window, which with no window above it is
+// what the screen shows.
+void fill(Display* display, int x, int y, int width, int height, Rgb colour) {
+  XColor c{};
+  c.red = static_cast<unsigned short>(colour.r * 257);
+  c.green = static_cast<unsigned short>(colour.g * 257);
+  c.blue = static_cast<unsigned short>(colour.b * 257);
+  XAllocColor(display, DefaultColormap(display, DefaultScreen(display)), &c);
+  GC gc = XCreateGC(display, DefaultRootWindow(display), 0, nullptr);
+  XSetForeground(display, gc, c.pixel);
+  XFillRectangle(display, DefaultRootWindow(display), gc, x, y, static_cast<unsigned>(width),
+                 static_cast<unsigned>(height));
+  XFreeGC(display, gc);
+  XSync(display, False);
+}
+
+ScreenCaptureError::Kind failureOf(X11ScreenCapture& capture, const Rect& rect) {
+  try {
+    capture.captureImage(rect);
+  } catch (const ScreenCaptureError& error) {
+    return error.kind();
+  }
+  ADD_FAILURE() << rect << " was captured";
+  return ScreenCaptureError::Kind::captureFailed;
+}
+
+TEST(X11ScreenCaptureTest, ReadsTheRootWindowWithAndWithoutSharedMemory) {
+  struct Case {
+    const char* name;
+    testing::Xvfb::Options server;
+    bool sharedMemory;
+    int tolerance;  // 16-bit pixels keep 5 or 6 bits of each channel
+  };
+  const Case cases[] = {
+      {"MIT-SHM", {1280, 1024, 24, true}, true, 0},
+      {"GetImage", {1280, 1024, 24, false}, false, 0},
+      {"16 bits per pixel", {640, 480, 16, true}, true, 8},
+  };
+  const Rgb black{0, 0, 0};
+  const Rgb red{200, 30, 10};
+  const Rgb green{20, 180, 60};
+  const Rgb blue{40, 50, 220};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    testing::Xvfb server(c.server);
+    ASSERT_FALSE(server.displayName().empty());
+    {
+      testing::TestDisplay desktop(server.displayName());
+      Display* display = desktop.display();
+      fill(display, 0, 0, c.server.width, c.server.height, black);
+      fill(display, 100, 200, 50, 40, red);
+      fill(display, 150, 200, 50, 40, green);
+      fill(display, 200, 200, 50, 40, blue);
+      fill(display, 260, 200, 20, 20, {255, 255, 255});
+    }
+    X11ScreenCapture capture(server.displayName());
+    capture.warmUp();
+    EXPECT_EQ(capture.usesSharedMemory(), c.sharedMemory);
+    EXPECT_TRUE(capture.preflightScreenCaptureAccess());
+
+    // Twice, so that the reused segment is read again.
+    for (int round = 0; round < 2; ++round) {
+      const CapturedImage image = capture.captureImage(R(90, 190, 200, 80));
+      ASSERT_EQ(image.width, 200);
+      ASSERT_EQ(image.height, 80);
+      struct Sample {
+        int x, y;
+        Rgb expected;
+      };
+      for (const Sample& s : {Sample{5, 5, black}, Sample{10, 10, red}, Sample{59, 49, red},
+                              Sample{60, 10, green}, Sample{110, 30, blue}, Sample{160, 30, black},
+                              Sample{35, 50, black}, Sample{199, 79, black}}) {
+        const Rgb got = rgbAt(image, s.x, s.y);
+        EXPECT_NEAR(got.r, s.expected.r, c.tolerance) << s.x << "," << s.y;
+        EXPECT_NEAR(got.g, s.expected.g, c.tolerance) << s.x << "," << s.y;
+        EXPECT_NEAR(got.b, s.expected.b, c.tolerance) << s.x << "," << s.y;
+      }
+      // Full channels stay full whatever their width on the server.
+      const Rgb white = rgbAt(image, 180, 20);
+      EXPECT_EQ(white.r + white.g + white.b, 3 * 255);
+    }
+    // What lies beyond the screen is cut off; a rectangle wholly beyond it is empty.
+    const double w = c.server.width;
+    const double h = c.server.height;
+    const CapturedImage corner = capture.captureImage(R(w - 40, h - 30, 100, 100));
+    EXPECT_EQ(corner.width, 40);
+    EXPECT_EQ(corner.height, 30);
+    // A larger image than the segment holds grows it.
+    const CapturedImage whole = capture.captureImage(R(0, 0, w, h));
+    EXPECT_EQ(whole.width * whole.height, c.server.width * c.server.height);
+    EXPECT_NEAR(rgbAt(whole, 120, 210).r, red.r, c.tolerance);
+    EXPECT_EQ(failureOf(capture, R(w + 10, 0, 50, 50)), ScreenCaptureError::Kind::emptyImage);
+
+    server.kill();
+    EXPECT_EQ(failureOf(capture, R(0, 0, 50, 50)), ScreenCaptureError::Kind::displayUnavailable);
+    EXPECT_TRUE(capture.screens().empty());
+    EXPECT_FALSE(capture.mainScreen());
+  }
+}
+
+TEST(X11ScreenCaptureTest, ScreensAreTheMonitorsInBottomLeftPointsLessTheWorkArea) {
+  testing::Xvfb& server = testing::Xvfb::shared();
+  ASSERT_FALSE(server.displayName().empty());
+  testing::TestDisplay desktop(server.displayName());
+  X11ScreenCapture capture(server.displayName());
+
+  // The second monitor is listed first; the primary one, 800 high, still leads.
+  testing::MonitorLayout layout(desktop.display(),
+                                {{640, 0, 640, 1024, false}, {0, 0, 640, 800, true}});
+  const Atom workArea = XInternAtom(desktop.display(), "_NET_WORKAREA", False);
+  const long area[] = {0, 30, 1280, 994};  // a 30-pixel panel along the top
+  XChangeProperty(desktop.display(), desktop.root(), workArea, XA_CARDINAL, 32, PropModeReplace,
+                  reinterpret_cast<const unsigned char*>(area), 4);
+  XSync(desktop.display(), False);
+
+  // Xvfb keeps its own monitor for its one output beside the two of the test.
+  const std::vector<Screen> screens = capture.screens();
+  ASSERT_EQ(screens.size(), 3u);
+  auto named = [&](const std::string& name) {
+    for (const Screen& screen : screens) {
+      if (screen.localizedName == name) return screen;
+    }
+    ADD_FAILURE() << "no screen " << name;
+    return Screen{};
+  };
+  EXPECT_EQ(screens[0].localizedName, "TEST-1");
+  EXPECT_EQ(capture.mainScreen(), screens[0]);
+  struct Expected {
+    std::string name;
+    Rect frame, visibleFrame, bounds;
+  };
+  for (const Expected& e : {
+           Expected{"TEST-1", R(0, 0, 640, 800), R(0, 0, 640, 770), R(0, 0, 640, 800)},
+           Expected{"TEST-0", R(640, -224, 640, 1024), R(640, -224, 640, 994),
+                    R(640, 0, 640, 1024)},
+           Expected{"screen", R(0, -224, 1280, 1024), R(0, -224, 1280, 994),
+                    R(0, 0, 1280, 1024)},
+       }) {
+    const Screen screen = named(e.name);
+    EXPECT_EQ(screen.frame, e.frame) << e.name;
+    EXPECT_EQ(screen.visibleFrame, e.visibleFrame) << e.name;
+    ASSERT_TRUE(screen.displayID) << e.name;
+    EXPECT_EQ(capture.displayBounds(*screen.displayID), e.bounds) << e.name;
+  }
+  EXPECT_EQ(capture.displayBounds(12345), Rect{});
+
+  // Without a work area the visible frame is the whole monitor.
+  XDeleteProperty(desktop.display(), desktop.root(), workArea);
+  XSync(desktop.display(), False);
+  for (const Screen& screen : capture.screens()) {
+    EXPECT_EQ(screen.visibleFrame, screen.frame) << screen.localizedName;
+  }
+}
+
+TEST(X11ScreenCaptureTest, ServiceCapturesTheBandUnderThePointerOnASecondMonitor) {
+  testing::Xvfb server;
+  ASSERT_FALSE(server.displayName().empty());
+  testing::TestDisplay desktop(server.displayName());
+  testing::MonitorLayout layout(desktop.display(),
+                                {{0, 0, 640, 800, true}, {640, 0, 640, 1024, false}});
+  fill(desktop.display(), 0, 0, 1280, 1024, {0, 0, 0});
+  fill(desktop.display(), 890, 590, 20, 20, {255, 255, 255});
+  desktop.moveTo(900, 600);
+
+  X11ScreenCapture screens(server.displayName());
+  X11PointerLocator pointer(server.displayName());
+  ThreadPool pool("capture-test", 1);
+  RunLoop main;
+  MonotonicClock clock;
+  InMemoryPreferenceStore defaults;
+  TargetLanguageStore languages(
+      defaults, [] { return std::vector<std::string>{"de"}; }, [] { return false; });
+  ScreenCaptureService service({screens, screens, pointer, std::make_shared<TurboJpegEncoder>(),
+                                pool.makeSequencedExecutor(), clock},
+                               languages, [] { return std::nullopt; });
+  screens.warmUp();
+
+  Task<NativeCapture> task = spawn(main.executor(), [&]() -> Async<NativeCapture> {
+    co_return co_await service.captureImageAtPointer();
+  });
+  ASSERT_TRUE(main.runUntil([&] { return task.isDone(); }, 10s));
+  const NativeCapture capture = std::move(task).value();
+
+  // The pointer at (900, 600) of the root is (900, 200) in points; the band of the
+  // 1024-high monitor is 256 high around it.
+  EXPECT_EQ(capture.mouseX, 900);
+  EXPECT_EQ(capture.mouseY, 200);
+  EXPECT_EQ(capture.imageWidth, 640);
+  EXPECT_EQ(capture.imageHeight, 256);
+  EXPECT_EQ(capture.hotspotX, 260);
+  EXPECT_EQ(capture.hotspotY, 128);
+  EXPECT_EQ(capture.targetLanguage, "de");
+  EXPECT_GE(capture.captureMilliseconds, 0);
+  const auto decoded = testing::decodeJpeg(capture.imageData);
+  ASSERT_TRUE(decoded);
+  EXPECT_EQ(decoded->width, 640);
+  EXPECT_EQ(decoded->height, 256);
+  // White under the hotspot, black a little way off.
+  EXPECT_GT(decoded->at(260, 128)[0], 200);
+  EXPECT_LT(decoded->at(260, 100)[0], 50);
+  EXPECT_LT(decoded->at(200, 128)[0], 50);
+}
+
+}  // namespace
+}  // namespace trelvis
