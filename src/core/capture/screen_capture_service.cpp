@@ -34,48 +34,26 @@ ScreenCaptureService::ScreenCaptureService(Platform platform,
       secondaryTargetLanguage_(std::move(secondaryTargetLanguage)) {}
 
 Async<NativeCapture> ScreenCaptureService::captureImageAtPointer() {
-  // The service only looks; asking the user for access is someone else's step.
-  if (!platform_.screenshots.preflightScreenCaptureAccess()) {
-    throw ScreenCaptureError(ScreenCaptureError::Kind::permissionDenied);
-  }
+  checkAccess();
   const std::optional<CaptureGeometry> geometry = captureGeometry(platform_.pointer.mouseLocation());
   if (!geometry) throw ScreenCaptureError(ScreenCaptureError::Kind::displayUnavailable);
-  Picture picture = co_await takePicture(*geometry);
-
-  NativeCapture capture;
-  capture.imageData = std::move(picture.jpeg);
-  const Point hotspot = CaptureGeometryCalculator::hotspot(*geometry, picture.width, picture.height);
+  auto capture = stamped<NativeCapture>(co_await takePicture(*geometry));
+  const Point hotspot =
+      CaptureGeometryCalculator::hotspot(*geometry, capture.imageWidth, capture.imageHeight);
   capture.hotspotX = hotspot.x;
   capture.hotspotY = hotspot.y;
   capture.mouseX = geometry->mouseInAppKit.x;
   capture.mouseY = geometry->mouseInAppKit.y;
-  capture.imageWidth = picture.width;
-  capture.imageHeight = picture.height;
-  capture.targetLanguage = targetLanguageStore_.code();
-  if (secondaryTargetLanguage_) capture.secondaryTargetLanguage = secondaryTargetLanguage_();
-  capture.captureMilliseconds = picture.captureMilliseconds;
-  capture.encodeMilliseconds = picture.encodeMilliseconds;
   co_return capture;
 }
 
 Async<RegionCapture> ScreenCaptureService::captureRegion(Rect rect) {
-  if (!platform_.screenshots.preflightScreenCaptureAccess()) {
-    throw ScreenCaptureError(ScreenCaptureError::Kind::permissionDenied);
-  }
+  checkAccess();
   const std::optional<CaptureGeometry> geometry = captureGeometry(rect);
   if (!geometry) throw ScreenCaptureError(ScreenCaptureError::Kind::displayUnavailable);
-  Picture picture = co_await takePicture(*geometry);
-
-  RegionCapture capture;
-  capture.imageData = std::move(picture.jpeg);
+  auto capture = stamped<RegionCapture>(co_await takePicture(*geometry));
   // What was captured, after clipping to the screen, not what was asked for.
   capture.selectionRect = geometry->captureRectInAppKit;
-  capture.imageWidth = picture.width;
-  capture.imageHeight = picture.height;
-  capture.targetLanguage = targetLanguageStore_.code();
-  if (secondaryTargetLanguage_) capture.secondaryTargetLanguage = secondaryTargetLanguage_();
-  capture.captureMilliseconds = picture.captureMilliseconds;
-  capture.encodeMilliseconds = picture.encodeMilliseconds;
   co_return capture;
 }
 
@@ -154,6 +132,26 @@ std::optional<CaptureGeometry> ScreenCaptureService::geometryOn(const Screen& sc
       captureRect, screen.frame, geometry.displayBoundsInScreenCapture);
   geometry.screenName = screen.localizedName;
   return geometry;
+}
+
+void ScreenCaptureService::checkAccess() {
+  // The service only looks; asking the user for access is someone else's step.
+  if (!platform_.screenshots.preflightScreenCaptureAccess()) {
+    throw ScreenCaptureError(ScreenCaptureError::Kind::permissionDenied);
+  }
+}
+
+template <class Capture>
+Capture ScreenCaptureService::stamped(Picture picture) const {
+  Capture capture;
+  capture.imageData = std::move(picture.jpeg);
+  capture.imageWidth = picture.width;
+  capture.imageHeight = picture.height;
+  capture.targetLanguage = targetLanguageStore_.code();
+  if (secondaryTargetLanguage_) capture.secondaryTargetLanguage = secondaryTargetLanguage_();
+  capture.captureMilliseconds = picture.captureMilliseconds;
+  capture.encodeMilliseconds = picture.encodeMilliseconds;
+  return capture;
 }
 
 Async<ScreenCaptureService::Picture> ScreenCaptureService::takePicture(

@@ -84,10 +84,15 @@ class ScreenCaptureService {
     int64_t encodeMilliseconds = 0;
   };
 
+  // Raises permissionDenied unless the platform lets this process read the screen.
+  void checkAccess();
   std::optional<Screen> screenOrMain(Point point) const;
   std::optional<CaptureGeometry> geometryOn(const Screen& screen, Point mouse,
                                             const Rect& captureRect) const;
   Async<Picture> takePicture(const CaptureGeometry& geometry);
+  // A capture result with the picture, its measurements and the languages in force.
+  template <class Capture>
+  Capture stamped(Picture picture) const;
 
   Platform platform_;
   TargetLanguageStore& targetLanguageStore_;

@@ -1,14 +1,19 @@
 // The X11 screen capture against private Xvfb servers: known pixels drawn on the
-// root window come back, with MIT-SHM, without it and at 16 bits per pixel; the
-// RandR monitors become screens; and the whole capture service turns the band
-// under the pointer on a second monitor into a JPEG whose hotspot lies on it.
+// root window come back, with MIT-SHM, without it and at 16 bits per pixel; an
+// untrusted client is refused; the RandR monitors become screens; and the whole
+// capture service turns the band under the pointer on a second monitor into a
+// JPEG whose hotspot lies on it.
 
 #include <gtest/gtest.h>
 // After gtest, whose names X's macros (None, Bool) would replace.
 #include <X11/Xatom.h>
+#include <X11/Xauth.h>
+#include <X11/Xlib.h>
+#include <X11/extensions/security.h>
 
 #include <chrono>
 #include <cstdlib>
+#include <cstring>
 
 #include "base/async/run_loop.h"
 #include "base/async/task.h"
@@ -149,6 +154,36 @@ TEST(X11ScreenCaptureTest, ReadsTheRootWindowWithAndWithoutSharedMemory) {
   EXPECT_FALSE(nowhere.mainScreen());
   EXPECT_TRUE(nowhere.preflightScreenCaptureAccess());  // missing, not refused
   EXPECT_EQ(failureOf(nowhere, R(0, 0, 50, 50)), ScreenCaptureError::Kind::displayUnavailable);
+}
+
+TEST(X11ScreenCaptureTest, AnUntrustedClientIsRefusedThePixels) {
+  testing::Xvfb server({640, 480, 24, true, true});
+  ASSERT_FALSE(server.displayName().empty());
+  testing::TestDisplay desktop(server.displayName());
+  // An authorization of the SECURITY extension that makes its holder untrusted,
+  // as a client of a remote login without trusted forwarding is.
+  static char protocol[] = "MIT-MAGIC-COOKIE-1";
+  Xauth* request = XSecurityAllocXauth();
+  request->name = protocol;
+  request->name_length = static_cast<unsigned short>(std::strlen(request->name));
+  XSecurityAuthorizationAttributes attributes{};
+  attributes.trust_level = XSecurityClientUntrusted;
+  XSecurityAuthorization id = 0;
+  Xauth* untrusted = XSecurityGenerateAuthorization(desktop.display(), request, XSecurityTrustLevel,
+                                                    &attributes, &id);
+  XSecurityFreeXauth(request);
+  ASSERT_NE(untrusted, nullptr);
+
+  X11ScreenCapture capture(server.displayName());
+  // Xlib uses the authorization for every connection opened meanwhile.
+  XSetAuthorization(untrusted->name, untrusted->name_length, untrusted->data,
+                    untrusted->data_length);
+  EXPECT_TRUE(capture.preflightScreenCaptureAccess());  // connects, and has not been refused yet
+  XSetAuthorization(nullptr, 0, nullptr, 0);
+  XSecurityFreeXauth(untrusted);
+
+  EXPECT_EQ(failureOf(capture, R(0, 0, 50, 50)), ScreenCaptureError::Kind::permissionDenied);
+  EXPECT_FALSE(capture.preflightScreenCaptureAccess());
 }
 
 TEST(X11ScreenCaptureTest, ScreensAreTheMonitorsInBottomLeftPointsLessTheWorkArea) {

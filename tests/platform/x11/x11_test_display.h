@@ -24,6 +24,7 @@ class Xvfb {
     int height = 1024;
     int depth = 24;
     bool sharedMemory = true;  // false turns the MIT-SHM extension off
+    bool security = false;     // true turns the SECURITY extension (untrusted clients) on
   };
 
   // No TCP, no reset when the last client leaves. Fails the test (ADD_FAILURE)
