@@ -57,7 +57,8 @@ void drawLines(Display* display, Window root, GC gc, int left, int top, int bott
     XSetForeground(display, gc, colours[line % 4]);
     const int characters = paragraphs && line % 6 == 4 ? width / 6 / 3 : width / 6;
     std::string text;
-    while (static_cast<int>(text.size()) < characters) text += words.substr(static_cast<size_t>(line % 17));
+    while (static_cast<int>(text.size()) < characters)
+      text += words.substr(static_cast<size_t>(line % 17));
     text.resize(static_cast<size_t>(characters));
     XDrawString(display, root, gc, left, y, text.c_str(), characters);
   }
@@ -76,7 +77,7 @@ void drawContent(const std::string& displayName) {
   XFillRectangle(display, root, gc, 1900, 60, 500, 660);
   if (XFontStruct* font = XLoadQueryFont(display, "fixed")) {
     XSetFont(display, gc, font->fid);
-    drawLines(display, root, gc, 400, 90, 720, 1200, 20, true);  // the document's column
+    drawLines(display, root, gc, 400, 90, 720, 1200, 20, true);   // the document's column
     drawLines(display, root, gc, 1930, 90, 720, 240, 28, false);  // its sidebar
     drawLines(display, root, gc, 4, 734, kHeight, kWidth - 8, 15, false);
     XFreeFont(display, font);
@@ -109,7 +110,8 @@ void timeEach(benchmark::State& state, Body body) {
   for (auto _ : state) {
     const auto start = SteadyClock::now();
     body();
-    milliseconds.push_back(std::chrono::duration<double, std::milli>(SteadyClock::now() - start).count());
+    milliseconds.push_back(
+        std::chrono::duration<double, std::milli>(SteadyClock::now() - start).count());
   }
   if (milliseconds.empty()) return;
   std::sort(milliseconds.begin(), milliseconds.end());

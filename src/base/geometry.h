@@ -35,7 +35,9 @@ struct Rect {
   // No area: a line or a point (rectangles here never have negative sizes).
   bool isEmpty() const { return !(size.width > 0) || !(size.height > 0); }
   // Half-open, as a pixel grid is: the right and top edges belong to the neighbour.
-  bool contains(Point p) const { return p.x >= minX() && p.x < maxX() && p.y >= minY() && p.y < maxY(); }
+  bool contains(Point p) const {
+    return p.x >= minX() && p.x < maxX() && p.y >= minY() && p.y < maxY();
+  }
   friend bool operator==(const Rect&, const Rect&) = default;
 };
 

@@ -34,7 +34,8 @@ inline std::optional<DecodedJpeg> decodeJpeg(const std::vector<uint8_t>& jpeg) {
   bool ok = tjDecompressHeader3(decompressor, data, size, &decoded.width, &decoded.height,
                                 &decoded.subsampling, &colorspace) == 0;
   if (ok) {
-    decoded.rgb.resize(static_cast<size_t>(decoded.width) * static_cast<size_t>(decoded.height) * 3);
+    decoded.rgb.resize(static_cast<size_t>(decoded.width) * static_cast<size_t>(decoded.height) *
+                       3);
     ok = tjDecompress2(decompressor, data, size, decoded.rgb.data(), decoded.width, 0,
                        decoded.height, TJPF_RGB, 0) == 0;
   }

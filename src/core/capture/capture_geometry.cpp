@@ -65,9 +65,8 @@ Point CaptureGeometryCalculator::hotspot(const CaptureGeometry& geometry, double
   // A rectangle without width or height (a screen that reports no size) has no
   // scale; its axis gives 0 rather than a number that is not one.
   const double x = rect.width() > 0 ? (mouse.x - rect.minX()) * (imageWidth / rect.width()) : 0;
-  const double y = rect.height() > 0
-                       ? imageHeight - (mouse.y - rect.minY()) * (imageHeight / rect.height())
-                       : 0;
+  const double y =
+      rect.height() > 0 ? imageHeight - (mouse.y - rect.minY()) * (imageHeight / rect.height()) : 0;
   return Point{x, y};
 }
 

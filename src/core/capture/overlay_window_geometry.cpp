@@ -49,10 +49,9 @@ OverlayRegionPlacement OverlayWindowGeometry::regionPlacement(const Rect& around
   const double below = std::max(sel.minY() - g - bounds.minY(), 0.0);
   const double above = std::max(bounds.maxY() - sel.maxY() - g, 0.0);
   // Under the region or over it, horizontally centred on it as far as the bounds allow.
-  const double verticalX = bounds.width() < w
-                               ? bounds.midX() - w / 2
-                               : std::min(std::max(sel.midX() - w / 2, bounds.minX()),
-                                          bounds.maxX() - w);
+  const double verticalX =
+      bounds.width() < w ? bounds.midX() - w / 2
+                         : std::min(std::max(sel.midX() - w / 2, bounds.minX()), bounds.maxX() - w);
   if (below >= h) {
     const Rect frame{{verticalX, sel.minY() - g - h}, slotSize};
     return {frame, frame, OverlayAnchor::top, h};

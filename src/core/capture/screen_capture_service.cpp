@@ -1,5 +1,6 @@
 #include "core/capture/screen_capture_service.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <exception>
@@ -35,7 +36,8 @@ ScreenCaptureService::ScreenCaptureService(Platform platform,
 
 Async<NativeCapture> ScreenCaptureService::captureImageAtPointer() {
   checkAccess();
-  const std::optional<CaptureGeometry> geometry = captureGeometry(platform_.pointer.mouseLocation());
+  const std::optional<CaptureGeometry> geometry =
+      captureGeometry(platform_.pointer.mouseLocation());
   if (!geometry) throw ScreenCaptureError(ScreenCaptureError::Kind::displayUnavailable);
   auto capture = stamped<NativeCapture>(co_await takePicture(*geometry));
   const Point hotspot =
@@ -71,8 +73,7 @@ std::optional<CaptureGeometry> ScreenCaptureService::captureGeometry(const Rect&
   if (!screen) return std::nullopt;
   // A region across two displays keeps only the part on the one under its centre.
   const std::optional<Rect> clipped = intersection(rect, screen->frame);
-  if (!clipped || clipped->width() < kMinimumRegionSide ||
-      clipped->height() < kMinimumRegionSide) {
+  if (!clipped || clipped->width() < kMinimumRegionSide || clipped->height() < kMinimumRegionSide) {
     return std::nullopt;
   }
   return geometryOn(*screen, rect.center(), *clipped);

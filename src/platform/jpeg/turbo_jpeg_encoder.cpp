@@ -31,8 +31,8 @@ ScreenCaptureError encodingFailed() {
 
 struct TurboJpegEncoder::State {
   std::mutex mutex;
-  tjhandle compressor = nullptr;       // created on first use
-  unsigned char* buffer = nullptr;     // tjAlloc'd, for the largest image so far
+  tjhandle compressor = nullptr;    // created on first use
+  unsigned char* buffer = nullptr;  // tjAlloc'd, for the largest image so far
   unsigned long bufferSize = 0;
 };
 

@@ -102,8 +102,8 @@ CapturedImage toCapturedImage(const uint8_t* data, size_t length, int width, int
   const size_t size = static_cast<size_t>(width) * static_cast<size_t>(height) * 4;
   if (format.bitsPerPixel == 32 && format.red == 0xFF0000 && format.green == 0xFF00 &&
       format.blue == 0xFF) {
-    image.layout = format.leastSignificantFirst ? CapturedImage::Layout::bgrx
-                                                : CapturedImage::Layout::xrgb;
+    image.layout =
+        format.leastSignificantFirst ? CapturedImage::Layout::bgrx : CapturedImage::Layout::xrgb;
     image.pixels.assign(data, data + size);  // rows of 32-bit pixels are never padded
     return image;
   }
@@ -271,7 +271,8 @@ class X11ScreenCapture::Session {
     Reply<xcb_get_geometry_reply_t> geometry(xcb_get_geometry_reply(
         xcb_, xcb_get_geometry(xcb_, static_cast<xcb_drawable_t>(connection_->root())), nullptr));
     if (!geometry) throw connectionError();
-    return Rect{{0, 0}, {static_cast<double>(geometry->width), static_cast<double>(geometry->height)}};
+    return Rect{{0, 0},
+                {static_cast<double>(geometry->width), static_cast<double>(geometry->height)}};
   }
 
   // Through the shared segment, grown when a larger image is asked for. None when

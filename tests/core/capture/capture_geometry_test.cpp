@@ -28,13 +28,13 @@ TEST(CaptureGeometryTest, LookupBandSpansTheWidthAndFollowsThePointersHeight) {
     Rect expected;
   };
   const Case cases[] = {
-      {{300, 0}, screen, 0.25, R(0, 0, 1000, 250)},        // at the very bottom
-      {{999, 500}, screen, 0.25, R(0, 375, 1000, 250)},    // centred; x plays no part
-      {{0, 990}, screen, 0.25, R(0, 750, 1000, 250)},      // against the top edge
-      {{0, -40}, screen, 0.25, R(0, 0, 1000, 250)},        // below the frame
+      {{300, 0}, screen, 0.25, R(0, 0, 1000, 250)},      // at the very bottom
+      {{999, 500}, screen, 0.25, R(0, 375, 1000, 250)},  // centred; x plays no part
+      {{0, 990}, screen, 0.25, R(0, 750, 1000, 250)},    // against the top edge
+      {{0, -40}, screen, 0.25, R(0, 0, 1000, 250)},      // below the frame
       {{-100, 0}, lowerLeft, 0.25, R(-1920, -135, 1920, 270)},
-      {{500, 500}, screen, 2, R(0, 0, 1000, 1000)},        // never taller than the frame
-      {{500, 500}, screen, 0, screen},                     // degenerate ratio or frame
+      {{500, 500}, screen, 2, R(0, 0, 1000, 1000)},  // never taller than the frame
+      {{500, 500}, screen, 0, screen},               // degenerate ratio or frame
       {{500, 500}, screen, -1, screen},
       {{500, 500}, screen, std::nan(""), screen},
       {{5, 5}, R(0, 0, 0, 100), 0.25, R(0, 0, 0, 100)},
@@ -84,8 +84,10 @@ TEST(CaptureGeometryTest, StreamGeometryIsTheDisplaysPartInPixels) {
     std::optional<ScreenCaptureStreamGeometry> expected;
   };
   const Case cases[] = {
-      {R(100, 100, 200, 50), display, 2, ScreenCaptureStreamGeometry{R(100, 100, 200, 50), 400, 100}},
-      {R(-1300, 1000, 100, 200), lowerLeft, 1, ScreenCaptureStreamGeometry{R(0, 0, 80, 120), 80, 120}},
+      {R(100, 100, 200, 50), display, 2,
+       ScreenCaptureStreamGeometry{R(100, 100, 200, 50), 400, 100}},
+      {R(-1300, 1000, 100, 200), lowerLeft, 1,
+       ScreenCaptureStreamGeometry{R(0, 0, 80, 120), 80, 120}},
       {R(0, 0, 3, 0.2), display, 1.5, ScreenCaptureStreamGeometry{R(0, 0, 3, 0.2), 5, 1}},
       {R(0, 0, 10, 10), display, 0, std::nullopt},
       {R(0, 0, 10, 10), display, -1, std::nullopt},
@@ -119,8 +121,7 @@ TEST(CaptureGeometryTest, HotspotIsThePointerInImagePixelsFromTheTop) {
     CaptureGeometry geometry;
     geometry.mouseInAppKit = c.mouse;
     geometry.captureRectInAppKit = Calc::lookupCaptureRect(c.mouse, R(0, 0, 1000, 1000), 0.25);
-    EXPECT_EQ(Calc::hotspot(geometry, c.imageWidth, c.imageHeight), c.expected)
-        << c.mouse;
+    EXPECT_EQ(Calc::hotspot(geometry, c.imageWidth, c.imageHeight), c.expected) << c.mouse;
   }
   CaptureGeometry flat;
   flat.captureRectInAppKit = R(0, 0, 0, 0);
@@ -161,8 +162,7 @@ TEST(OverlayWindowGeometryTest, VisibleContentSitsAgainstItsAnchor) {
       {OverlayAnchor::bottom, -5, box},
   };
   for (const Case& c : cases) {
-    EXPECT_EQ(OverlayWindowGeometry::visibleContentRect(box, c.anchor, c.contentHeight),
-              c.expected)
+    EXPECT_EQ(OverlayWindowGeometry::visibleContentRect(box, c.anchor, c.contentHeight), c.expected)
         << static_cast<int>(c.anchor) << " " << c.contentHeight;
   }
 }
@@ -178,6 +178,7 @@ TEST(OverlayWindowGeometryTest, RegionPlacementPrefersBelowAboveRightLeftThenOnT
     double gap;
     OverlayRegionPlacement expected;
   };
+  // clang-format off
   const Case cases[] = {
       {"below", R(400, 400, 200, 100), screen, 10,
        {R(350, 190, 300, 200), R(350, 190, 300, 200), A::top, 200}},
@@ -204,6 +205,7 @@ TEST(OverlayWindowGeometryTest, RegionPlacementPrefersBelowAboveRightLeftThenOnT
       {"slot wider than the screen", R(50, 500, 100, 100), R(0, 0, 200, 800), 10,
        {R(-50, 290, 300, 200), R(-50, 290, 300, 200), A::top, 200}},
   };
+  // clang-format on
   for (const Case& c : cases) {
     EXPECT_EQ(OverlayWindowGeometry::regionPlacement(c.around, slot, c.bounds, c.gap), c.expected)
         << c.name;

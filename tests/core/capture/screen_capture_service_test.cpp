@@ -66,12 +66,21 @@ class ScreenCaptureServiceTest : public ::testing::Test {
   FakePointerLocator pointer_;
   std::shared_ptr<FakeJpegEncoder> encoder_ = std::make_shared<FakeJpegEncoder>(clock_);
   InMemoryPreferenceStore defaults_;
-  TargetLanguageStore targetLanguages_{
-      defaults_, [] { return std::vector<std::string>{}; }, [] { return false; }};
+  TargetLanguageStore targetLanguages_{defaults_, noPreferredLanguages, isNewUser};
   std::optional<std::string> secondary_ = "ko";
-  ScreenCaptureService service_{{screens_, screenshots_, pointer_, encoder_, encoding_, clock_},
-                                targetLanguages_,
-                                [this] { return secondary_; }};
+  ScreenCaptureService service_{platform(), targetLanguages_, secondaryLanguage()};
+
+ private:
+  static std::vector<std::string> noPreferredLanguages() { return {}; }
+  static bool isNewUser() { return false; }
+  ScreenCaptureService::Platform platform() {
+    return {screens_, screenshots_, pointer_, encoder_, encoding_, clock_};
+  }
+  ScreenCaptureService::SecondaryTargetLanguage secondaryLanguage() {
+    return [this] {
+      return secondary_;
+    };
+  }
 };
 
 TEST_F(ScreenCaptureServiceTest, DeniedPermissionStopsBothCapturesBeforeAnythingElse) {
@@ -121,20 +130,19 @@ TEST_F(ScreenCaptureServiceTest, PointerOffTheScreensUsesTheNearestWithin64Point
   };
   const Case cases[] = {
       {{500, 400}, 1},
-      {{1000, 400}, 2},   // the edge belongs to the display to its right
-      {{2050, 400}, 2},   // 50 points right of B
-      {{2064, 400}, 2},   // the tolerance is inclusive
-      {{2065, 400}, 1},   // too far: the main screen serves
-      {{1500, -30}, 2},   // below B
-      {{1000, 850}, 1},   // as near to A as to B: the earlier one
-      {{2040, 850}, 1},   // 40 across and 50 up is 64.03 away
+      {{1000, 400}, 2},            // the edge belongs to the display to its right
+      {{2050, 400}, 2},            // 50 points right of B
+      {{2064, 400}, 2},            // the tolerance is inclusive
+      {{2065, 400}, 1},            // too far: the main screen serves
+      {{1500, -30}, 2},            // below B
+      {{1000, 850}, 1},            // as near to A as to B: the earlier one
+      {{2040, 850}, 1},            // 40 across and 50 up is 64.03 away
       {{5050, 50}, std::nullopt},  // a screen with no display identity
       {{-500, -100}, 3},
   };
   for (const Case& c : cases) {
     const auto geometry = service_.captureGeometry(c.mouse);
-    EXPECT_EQ(geometry ? std::optional(geometry->displayID) : std::nullopt, c.display)
-        << c.mouse;
+    EXPECT_EQ(geometry ? std::optional(geometry->displayID) : std::nullopt, c.display) << c.mouse;
   }
   // Unknown bounds: the screen's frame stands in for them.
   EXPECT_EQ(service_.captureGeometry(Point{-500, -100})->displayBoundsInScreenCapture,
@@ -193,16 +201,22 @@ TEST_F(ScreenCaptureServiceTest, FailuresOfThePlatformReachTheCaller) {
   };
   const Case cases[] = {
       {"capture fails",
-       [&] { screenshots_.answer = [](const Rect&) -> CapturedImage {
-               throw ScreenCaptureError::captureFailed("no server");
-             }; },
+       [&] {
+         screenshots_.answer = [](const Rect&) -> CapturedImage {
+           throw ScreenCaptureError::captureFailed("no server");
+         };
+       },
        ScreenCaptureError::captureFailed("no server")},
       {"nothing captured",
-       [&] { screenshots_.answer = [](const Rect&) { return CapturedImage{}; }; },
+       [&] {
+         screenshots_.answer = [](const Rect&) {
+           return CapturedImage{};
+         };
+       },
        ScreenCaptureError(Kind::emptyImage)},
-      {"encoding fails", [&] { encoder_->fails = true; },
-       ScreenCaptureError(Kind::encodingFailed)},
-      {"no screens", [&] {
+      {"encoding fails", [&] { encoder_->fails = true; }, ScreenCaptureError(Kind::encodingFailed)},
+      {"no screens",
+       [&] {
          screens_.list.clear();
          screens_.main.reset();
        },

@@ -55,9 +55,10 @@ TEST(TurboJpegEncoderTest, RoundTripKeepsSizeAndPixelsWithinJpegTolerance) {
     int width, height;
     Layout layout;
   };
-  for (const Case& c : {Case{640, 90, Layout::bgrx}, Case{640, 90, Layout::xrgb},
-                        Case{101, 53, Layout::bgrx}}) {
-    const auto decoded = testing::decodeJpeg(encoder.jpegData(pattern(c.width, c.height, c.layout)));
+  for (const Case& c :
+       {Case{640, 90, Layout::bgrx}, Case{640, 90, Layout::xrgb}, Case{101, 53, Layout::bgrx}}) {
+    const auto decoded =
+        testing::decodeJpeg(encoder.jpegData(pattern(c.width, c.height, c.layout)));
     ASSERT_TRUE(decoded) << c.width << "x" << c.height;
     EXPECT_EQ(decoded->width, c.width);
     EXPECT_EQ(decoded->height, c.height);
@@ -71,7 +72,8 @@ TEST(TurboJpegEncoderTest, RoundTripKeepsSizeAndPixelsWithinJpegTolerance) {
       }
     }
     const double meanError = static_cast<double>(error) / (c.width * c.height * 3);
-    EXPECT_LT(meanError, 12) << c.width << "x" << c.height << " layout " << static_cast<int>(c.layout);
+    EXPECT_LT(meanError, 12) << c.width << "x" << c.height << " layout "
+                             << static_cast<int>(c.layout);
     // Inside the saturated blocks the colours, not only the brightness, survive.
     for (auto [x, y] : {std::pair{32, 32}, std::pair{80, 32}}) {
       uint8_t rgb[3];

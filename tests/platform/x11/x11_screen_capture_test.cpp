@@ -221,8 +221,7 @@ TEST(X11ScreenCaptureTest, ScreensAreTheMonitorsInBottomLeftPointsLessTheWorkAre
            Expected{"TEST-1", R(0, 0, 640, 800), R(0, 0, 640, 770), R(0, 0, 640, 800)},
            Expected{"TEST-0", R(640, -224, 640, 1024), R(640, -224, 640, 994),
                     R(640, 0, 640, 1024)},
-           Expected{"screen", R(0, -224, 1280, 1024), R(0, -224, 1280, 994),
-                    R(0, 0, 1280, 1024)},
+           Expected{"screen", R(0, -224, 1280, 1024), R(0, -224, 1280, 994), R(0, 0, 1280, 1024)},
        }) {
     const Screen screen = named(e.name);
     EXPECT_EQ(screen.frame, e.frame) << e.name;
