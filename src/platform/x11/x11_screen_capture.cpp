@@ -30,6 +30,12 @@ const LogCategory kLog("capture");
 
 constexpr uint8_t kBadAccess = 10;
 
+// The largest shared segment kept between captures: the lookup band of a 5K
+// display fits. Larger regions get a segment for their one capture, so that the
+// resident memory of an idle application does not keep the largest image ever
+// captured.
+constexpr size_t kKeptSegmentBytes = 16u << 20;
+
 // A reply that xcb allocated, freed with free().
 template <class T>
 struct Freed {
@@ -204,7 +210,7 @@ class X11ScreenCapture::Session {
 
   bool isBroken() const { return connection_->isBroken(); }
   bool denied() const { return denied_; }
-  bool usesSharedMemory() const { return sharedMemory_; }
+  size_t sharedMemoryBytes() const { return sharedMemory_ && segment_ ? segment_->size() : 0; }
 
   // The monitors, or the whole root window as one when RandR names none.
   std::vector<x11::Monitor> monitors() const {
@@ -275,16 +281,27 @@ class X11ScreenCapture::Session {
                 {static_cast<double>(geometry->width), static_cast<double>(geometry->height)}};
   }
 
-  // Through the shared segment, grown when a larger image is asked for. None when
-  // the server will not do it this way, which then is not tried again.
+  // Through the shared segment, grown when a larger image is asked for; an image
+  // too large to keep a segment for goes through one of its own, released after.
+  // None when the server will not do it this way.
   std::optional<CapturedImage> captureShared(int x, int y, int width, int height) {
     const size_t size = format_.bytesPerRow(width) * static_cast<size_t>(height);
-    if (!segment_ || segment_->size() < size) {
-      segment_.reset();
-      segment_ = SharedSegment::attach(xcb_, size);
-      if (!segment_) {
-        sharedMemory_ = false;
-        return std::nullopt;
+    std::unique_ptr<SharedSegment> oneOff;
+    SharedSegment* segment = segment_.get();
+    if (!segment || segment->size() < size) {
+      if (size > kKeptSegmentBytes) {
+        // Failing this says nothing about smaller images: plain GetImage this time.
+        oneOff = SharedSegment::attach(xcb_, size);
+        if (!oneOff) return std::nullopt;
+        segment = oneOff.get();
+      } else {
+        segment_.reset();
+        segment_ = SharedSegment::attach(xcb_, size);
+        if (!segment_) {
+          sharedMemory_ = false;
+          return std::nullopt;
+        }
+        segment = segment_.get();
       }
     }
     xcb_generic_error_t* rawError = nullptr;
@@ -293,7 +310,7 @@ class X11ScreenCapture::Session {
         xcb_shm_get_image(xcb_, static_cast<xcb_drawable_t>(connection_->root()),
                           static_cast<int16_t>(x), static_cast<int16_t>(y),
                           static_cast<uint16_t>(width), static_cast<uint16_t>(height), ~0u,
-                          XCB_IMAGE_FORMAT_Z_PIXMAP, segment_->id(), 0),
+                          XCB_IMAGE_FORMAT_Z_PIXMAP, segment->id(), 0),
         &rawError));
     Reply<xcb_generic_error_t> error(rawError);
     if (error) {
@@ -305,7 +322,7 @@ class X11ScreenCapture::Session {
       return std::nullopt;
     }
     if (!reply) throw connectionError();
-    return toCapturedImage(segment_->data(), std::min<size_t>(reply->size, segment_->size()), width,
+    return toCapturedImage(segment->data(), std::min<size_t>(reply->size, segment->size()), width,
                            height, format_);
   }
 
@@ -453,9 +470,9 @@ CapturedImage X11ScreenCapture::captureImage(const Rect& rect) {
   return s->capture(rect);
 }
 
-bool X11ScreenCapture::usesSharedMemory() const {
+size_t X11ScreenCapture::sharedMemoryBytes() const {
   Session* s = session();
-  return s && s->usesSharedMemory();
+  return s ? s->sharedMemoryBytes() : 0;
 }
 
 }  // namespace trelvis

@@ -5,12 +5,14 @@
 // global points (the primary monitor's height minus the root-window y); their
 // visible frames leave out what _NET_WORKAREA reserves. Pixels come from the root
 // window through MIT-SHM into one shared segment that is attached once and
-// reused, or through a plain GetImage when the server offers no shared memory
-// (a remote display, or the extension turned off).
+// reused (images larger than a 5K display's lookup band get one of their own for
+// the time of their capture), or through a plain GetImage when the server offers
+// no shared memory (a remote display, or the extension turned off).
 //
 // Used on the main thread only; owns its X connection, opened on first use and
 // again after the server went away, and the shared segment.
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
@@ -43,8 +45,9 @@ class X11ScreenCapture final : public ScreenListing, public ScreenshotCapturing 
   bool preflightScreenCaptureAccess() override;
   CapturedImage captureImage(const Rect& rect) override;
 
-  // Whether captures go through MIT-SHM (after warmUp or a first capture).
-  bool usesSharedMemory() const;
+  // The size of the shared segment kept for captures through MIT-SHM (after
+  // warmUp or a first capture); 0 when they go through GetImage.
+  size_t sharedMemoryBytes() const;
 
  private:
   class Session;

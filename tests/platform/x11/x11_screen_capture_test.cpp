@@ -65,6 +65,9 @@ void fill(Display* display, int x, int y, int width, int height, Rgb colour) {
   XSync(display, False);
 }
 
+// What the capture keeps of shared memory at most.
+constexpr size_t kKeptSegmentBytes = 16u << 20;
+
 ScreenCaptureError::Kind failureOf(X11ScreenCapture& capture, const Rect& rect) {
   try {
     capture.captureImage(rect);
@@ -79,13 +82,14 @@ TEST(X11ScreenCaptureTest, ReadsTheRootWindowWithAndWithoutSharedMemory) {
   struct Case {
     const char* name;
     testing::Xvfb::Options server;
-    bool sharedMemory;
-    int tolerance;  // 16-bit pixels keep 5 or 6 bits of each channel
+    size_t sharedBytesPerPixel;  // 0: no shared memory
+    int tolerance;               // 16-bit pixels keep 5 or 6 bits of each channel
   };
   const Case cases[] = {
-      {"MIT-SHM", {1280, 1024, 24, true}, true, 0},
-      {"GetImage", {1280, 1024, 24, false}, false, 0},
-      {"16 bits per pixel", {640, 480, 16, true}, true, 8},
+      // Its whole screen, 17.9 MB, is more than a kept segment may hold.
+      {"MIT-SHM", {2600, 1720, 24, true}, 4, 0},
+      {"GetImage", {1280, 1024, 24, false}, 0, 0},
+      {"16 bits per pixel", {640, 480, 16, true}, 2, 8},
   };
   const Rgb black{0, 0, 0};
   const Rgb red{200, 30, 10};
@@ -106,7 +110,12 @@ TEST(X11ScreenCaptureTest, ReadsTheRootWindowWithAndWithoutSharedMemory) {
     }
     X11ScreenCapture capture(server.displayName());
     capture.warmUp();
-    EXPECT_EQ(capture.usesSharedMemory(), c.sharedMemory);
+    // Segments hold whole rows: the warm-up's is the lookup band's, a quarter of the screen.
+    const auto sharedBytes = [&](int rows) {
+      return c.sharedBytesPerPixel * static_cast<size_t>(c.server.width) *
+             static_cast<size_t>(rows);
+    };
+    EXPECT_EQ(capture.sharedMemoryBytes(), sharedBytes(c.server.height / 4));
     EXPECT_TRUE(capture.preflightScreenCaptureAccess());
 
     // Twice, so that the reused segment is read again.
@@ -136,10 +145,17 @@ TEST(X11ScreenCaptureTest, ReadsTheRootWindowWithAndWithoutSharedMemory) {
     const CapturedImage corner = capture.captureImage(R(w - 40, h - 30, 100, 100));
     EXPECT_EQ(corner.width, 40);
     EXPECT_EQ(corner.height, 30);
-    // A larger image than the segment holds grows it.
+    // A larger image than the segment holds grows it, unless it is too large to keep.
     const CapturedImage whole = capture.captureImage(R(0, 0, w, h));
     EXPECT_EQ(whole.width * whole.height, c.server.width * c.server.height);
     EXPECT_NEAR(rgbAt(whole, 120, 210).r, red.r, c.tolerance);
+    const size_t wholeBytes = sharedBytes(c.server.height);
+    const size_t afterWhole =
+        wholeBytes <= kKeptSegmentBytes ? wholeBytes : sharedBytes(c.server.height / 4);
+    EXPECT_EQ(capture.sharedMemoryBytes(), afterWhole);
+    const CapturedImage half = capture.captureImage(R(0, 0, w, h / 2));
+    EXPECT_NEAR(rgbAt(half, 120, 210).r, red.r, c.tolerance);
+    EXPECT_EQ(capture.sharedMemoryBytes(), std::max(afterWhole, sharedBytes(c.server.height / 2)));
     EXPECT_EQ(failureOf(capture, R(w + 10, 0, 50, 50)), ScreenCaptureError::Kind::emptyImage);
 
     // (Its display number may go to another test's server at once, so nothing
