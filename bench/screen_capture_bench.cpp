@@ -18,21 +18,14 @@
 #include <string>
 #include <vector>
 
-#include "base/async/run_loop.h"
-#include "base/async/task.h"
-#include "base/async/thread_pool.h"
-#include "core/capture/screen_capture_service.h"
-#include "core/prefs/in_memory_preference_store.h"
-#include "core/prefs/target_language_store.h"
 #include "platform/jpeg/turbo_jpeg_encoder.h"
-#include "platform/x11/x11_pointer_locator.h"
+#include "platform/x11/x11_capture_service_rig.h"
 #include "platform/x11/x11_screen_capture.h"
 #include "platform/x11/x11_test_display.h"
 
 namespace trelvis {
 namespace {
 
-using namespace std::chrono_literals;
 using SteadyClock = std::chrono::steady_clock;
 
 constexpr int kWidth = 2560;
@@ -167,30 +160,17 @@ void BM_ServiceCaptureAtPointer(benchmark::State& state) {
     testing::TestDisplay desktop(name);
     desktop.moveTo(kWidth / 2, static_cast<int>(band(kDocument).midY()));
   }
-  X11ScreenCapture screens(name);
-  X11PointerLocator pointer(name);
-  ThreadPool pool("capture-bench", 1);
-  RunLoop main;
-  MonotonicClock clock;
-  InMemoryPreferenceStore defaults;
-  TargetLanguageStore languages(
-      defaults, [] { return std::vector<std::string>{"en"}; }, [] { return false; });
-  ScreenCaptureService service({screens, screens, pointer, std::make_shared<TurboJpegEncoder>(),
-                                pool.makeSequencedExecutor(), clock},
-                               languages, [] { return std::nullopt; });
-  screens.warmUp();
+  testing::X11CaptureServiceRig rig(name, "en");
   int64_t captureMs = 0;
   int64_t encodeMs = 0;
   bool wholeBand = true;
   timeEach(state, [&] {
-    Task<NativeCapture> task = spawn(main.executor(), [&]() -> Async<NativeCapture> {
-      co_return co_await service.captureImageAtPointer();
-    });
-    main.runUntil([&] { return task.isDone(); }, 10s);
-    const NativeCapture& capture = task.value();
-    captureMs += capture.captureMilliseconds;
-    encodeMs += capture.encodeMilliseconds;
-    wholeBand = wholeBand && capture.imageWidth == kWidth && capture.imageHeight == 360;
+    const std::optional<NativeCapture> capture = rig.captureAtPointer();
+    wholeBand =
+        wholeBand && capture && capture->imageWidth == kWidth && capture->imageHeight == 360;
+    if (!capture) return;
+    captureMs += capture->captureMilliseconds;
+    encodeMs += capture->encodeMilliseconds;
   });
   if (!wholeBand) state.SkipWithError("the service did not capture the 2560x360 band");
   state.counters["reported_capture_ms"] =

@@ -15,15 +15,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "base/async/run_loop.h"
-#include "base/async/task.h"
-#include "base/async/thread_pool.h"
 #include "core/capture/screen_capture_error.h"
-#include "core/capture/screen_capture_service.h"
-#include "core/prefs/in_memory_preference_store.h"
-#include "core/prefs/target_language_store.h"
-#include "platform/jpeg/turbo_jpeg_encoder.h"
-#include "platform/x11/x11_pointer_locator.h"
+#include "platform/x11/x11_capture_service_rig.h"
 #include "platform/x11/x11_screen_capture.h"
 #include "platform/x11/x11_test_display.h"
 #include "support/geometry_printers.h"
@@ -32,7 +25,6 @@
 namespace trelvis {
 namespace {
 
-using namespace std::chrono_literals;
 
 Rect R(double x, double y, double w, double h) {
   return Rect{{x, y}, {w, h}};
@@ -265,24 +257,10 @@ TEST(X11ScreenCaptureTest, ServiceCapturesTheBandUnderThePointerOnASecondMonitor
   fill(desktop.display(), 890, 590, 20, 20, {255, 255, 255});
   desktop.moveTo(900, 600);
 
-  X11ScreenCapture screens(server.displayName());
-  X11PointerLocator pointer(server.displayName());
-  ThreadPool pool("capture-test", 1);
-  RunLoop main;
-  MonotonicClock clock;
-  InMemoryPreferenceStore defaults;
-  TargetLanguageStore languages(
-      defaults, [] { return std::vector<std::string>{"de"}; }, [] { return false; });
-  ScreenCaptureService service({screens, screens, pointer, std::make_shared<TurboJpegEncoder>(),
-                                pool.makeSequencedExecutor(), clock},
-                               languages, [] { return std::nullopt; });
-  screens.warmUp();
-
-  Task<NativeCapture> task = spawn(main.executor(), [&]() -> Async<NativeCapture> {
-    co_return co_await service.captureImageAtPointer();
-  });
-  ASSERT_TRUE(main.runUntil([&] { return task.isDone(); }, 10s));
-  const NativeCapture capture = std::move(task).value();
+  testing::X11CaptureServiceRig rig(server.displayName(), "de");
+  const std::optional<NativeCapture> result = rig.captureAtPointer();
+  ASSERT_TRUE(result);
+  const NativeCapture& capture = *result;
 
   // The pointer at (900, 600) of the root is (900, 200) in points; the band of the
   // 1024-high monitor is 256 high around it.
