@@ -63,12 +63,11 @@ class FakeScreenshots final : public ScreenshotCapturing {
     requests.push_back(rect);
     clock_.advance(captureCost);
     if (answer) return answer(rect);
-    CapturedImage image;
-    image.width = static_cast<int>(std::ceil(rect.width() * pixelsPerPoint));
-    image.height = static_cast<int>(std::ceil(rect.height() * pixelsPerPoint));
-    image.pixels.assign(static_cast<size_t>(image.width) * static_cast<size_t>(image.height) * 4,
-                        0x80);
-    return image;
+    const int width = static_cast<int>(std::ceil(rect.width() * pixelsPerPoint));
+    const int height = static_cast<int>(std::ceil(rect.height() * pixelsPerPoint));
+    return CapturedImage::owning(
+        width, height, CapturedImage::Layout::bgrx,
+        std::vector<uint8_t>(static_cast<size_t>(width) * static_cast<size_t>(height) * 4, 0x80));
   }
 
   bool granted = true;

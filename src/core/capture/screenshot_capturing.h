@@ -4,7 +4,10 @@
 // permission check and the picture of a rectangle of the screen (main thread),
 // and the JPEG encoder (any thread, one image at a time per call).
 
+#include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <utility>
 #include <vector>
 
 #include "base/geometry.h"
@@ -12,13 +15,24 @@
 namespace trelvis {
 
 // Pixels as the display gives them: 4 bytes each, rows top to bottom with no
-// padding, in one of two byte orders.
+// padding, in one of two byte orders. `storage` keeps the bytes alive, so that
+// they can stay where the platform received them (memory shared with a display
+// server, which is not written into again while an image holds it) instead of
+// being copied; copies of an image share them.
 struct CapturedImage {
   enum class Layout { bgrx, xrgb };
   int width = 0;
   int height = 0;
   Layout layout = Layout::bgrx;
-  std::vector<uint8_t> pixels;  // width * height * 4 bytes
+  const uint8_t* pixels = nullptr;  // byteCount bytes: width * height * 4 when whole
+  size_t byteCount = 0;
+  std::shared_ptr<const void> storage;
+
+  // An image that owns `bytes`.
+  static CapturedImage owning(int width, int height, Layout layout, std::vector<uint8_t> bytes) {
+    auto held = std::make_shared<const std::vector<uint8_t>>(std::move(bytes));
+    return CapturedImage{width, height, layout, held->data(), held->size(), held};
+  }
 };
 
 class ScreenshotCapturing {

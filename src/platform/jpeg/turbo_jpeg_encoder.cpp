@@ -45,10 +45,10 @@ TurboJpegEncoder::~TurboJpegEncoder() {
 
 std::vector<uint8_t> TurboJpegEncoder::jpegData(const CapturedImage& image) const {
   if (image.width <= 0 || image.height <= 0 ||
-      image.pixels.size() / 4 / static_cast<size_t>(image.width) <
+      !image.pixels || image.byteCount / 4 / static_cast<size_t>(image.width) <
           static_cast<size_t>(image.height)) {
     kLog.error("cannot encode a {}x{} image from {} bytes", image.width, image.height,
-               image.pixels.size());
+               image.byteCount);
     throw encodingFailed();
   }
   std::lock_guard lock(state_->mutex);
@@ -69,7 +69,7 @@ std::vector<uint8_t> TurboJpegEncoder::jpegData(const CapturedImage& image) cons
     if (!state_->buffer) throw encodingFailed();
   }
   unsigned long size = state_->bufferSize;
-  if (tjCompress2(state_->compressor, image.pixels.data(), image.width, image.width * 4,
+  if (tjCompress2(state_->compressor, image.pixels, image.width, image.width * 4,
                   image.height, pixelFormat(image.layout), &state_->buffer, &size, TJSAMP_420,
                   kQuality, TJFLAG_NOREALLOC) != 0) {
     kLog.error("JPEG encoding failed: {}", tjGetErrorStr2(state_->compressor));

@@ -10,6 +10,7 @@
 #include <xcb/xcb.h>
 
 #include <algorithm>
+#include <atomic>
 #include <bit>
 #include <cerrno>
 #include <cmath>
@@ -35,6 +36,8 @@ constexpr uint8_t kBadAccess = 10;
 // resident memory of an idle application does not keep the largest image ever
 // captured.
 constexpr size_t kKeptSegmentBytes = 16u << 20;
+// One for the capture under way and one for the image still being encoded.
+constexpr size_t kKeptSegments = 2;
 
 // A reply that xcb allocated, freed with free().
 template <class T>
@@ -95,32 +98,33 @@ uint8_t channel(uint32_t pixel, unsigned long mask) {
 }
 
 // The server's rows as 4-byte pixels. 32-bit pixels with 8-bit channels in the
-// usual places are taken as they are; any other true-colour format is converted.
+// usual places stay where they are, held by `storage`; any other true-colour
+// format is converted into a buffer of the image's own.
 CapturedImage toCapturedImage(const uint8_t* data, size_t length, int width, int height,
-                              const PixelFormat& format) {
+                              const PixelFormat& format, std::shared_ptr<const void> storage) {
   const size_t stride = format.bytesPerRow(width);
   if (length < stride * static_cast<size_t>(height)) {
     throw ScreenCaptureError(ScreenCaptureError::Kind::emptyImage);
   }
-  CapturedImage image;
-  image.width = width;
-  image.height = height;
   const size_t size = static_cast<size_t>(width) * static_cast<size_t>(height) * 4;
   if (format.bitsPerPixel == 32 && format.red == 0xFF0000 && format.green == 0xFF00 &&
       format.blue == 0xFF) {
-    image.layout =
-        format.leastSignificantFirst ? CapturedImage::Layout::bgrx : CapturedImage::Layout::xrgb;
-    image.pixels.assign(data, data + size);  // rows of 32-bit pixels are never padded
-    return image;
+    // Rows of 32-bit pixels are never padded.
+    return CapturedImage{
+        width,
+        height,
+        format.leastSignificantFirst ? CapturedImage::Layout::bgrx : CapturedImage::Layout::xrgb,
+        data,
+        size,
+        std::move(storage)};
   }
   const int bytes = format.bitsPerPixel / 8;
   if (format.red == 0 || format.bitsPerPixel % 8 != 0 || bytes < 2 || bytes > 4) {
     throw ScreenCaptureError::captureFailed(
         fmt::format("unsupported pixel format ({} bits per pixel)", format.bitsPerPixel));
   }
-  image.layout = CapturedImage::Layout::bgrx;
-  image.pixels.resize(size);
-  uint8_t* out = image.pixels.data();
+  std::vector<uint8_t> converted(size);
+  uint8_t* out = converted.data();
   for (int row = 0; row < height; ++row) {
     const uint8_t* in = data + static_cast<size_t>(row) * stride;
     for (int column = 0; column < width; ++column, in += bytes, out += 4) {
@@ -135,11 +139,25 @@ CapturedImage toCapturedImage(const uint8_t* data, size_t length, int width, int
       out[3] = 0xFF;
     }
   }
-  return image;
+  return CapturedImage::owning(width, height, CapturedImage::Layout::bgrx, std::move(converted));
 }
 
+// This process's view of a shared memory segment, mapped for as long as a
+// segment or an image holds it; unmapping touches no X connection, so the last
+// holder may be on any thread.
+struct SharedMapping {
+  SharedMapping(uint8_t* address, size_t size) : address(address), size(size) {}
+  ~SharedMapping() { shmdt(address); }
+  SharedMapping(const SharedMapping&) = delete;
+  SharedMapping& operator=(const SharedMapping&) = delete;
+
+  uint8_t* const address;
+  const size_t size;
+};
+
 // A System V shared memory segment that the server has attached, so that an
-// image travels through it instead of through the socket.
+// image travels through it instead of through the socket. The server writes
+// into it only while no image holds its mapping.
 class SharedSegment {
  public:
   // None when the server cannot share memory with this process.
@@ -154,6 +172,7 @@ class SharedSegment {
       shmctl(id, IPC_RMID, nullptr);
       return nullptr;
     }
+    auto mapping = std::make_shared<SharedMapping>(static_cast<uint8_t*>(address), size);
     const xcb_shm_seg_t segment = xcb_generate_id(connection);
     Reply<xcb_generic_error_t> error(
         xcb_request_check(connection, xcb_shm_attach_checked(connection, segment, id, 0)));
@@ -162,31 +181,37 @@ class SharedSegment {
     if (error) {
       kLog.warning("the X server cannot attach shared memory (error {})",
                    static_cast<int>(error->error_code));
-      shmdt(address);
       return nullptr;
     }
     return std::unique_ptr<SharedSegment>(
-        new SharedSegment(connection, segment, static_cast<uint8_t*>(address), size));
+        new SharedSegment(connection, segment, std::move(mapping)));
   }
 
+  // The server lets go of it here; the mapping stays while images hold it.
   ~SharedSegment() {
     xcb_shm_detach(connection_, segment_);
     xcb_flush(connection_);
-    shmdt(address_);
   }
 
   xcb_shm_seg_t id() const { return segment_; }
-  const uint8_t* data() const { return address_; }
-  size_t size() const { return size_; }
+  size_t size() const { return mapping_->size; }
+  const std::shared_ptr<SharedMapping>& mapping() const { return mapping_; }
+  // No image holds it (only the segment itself hands out new holders). What the
+  // last holder read before letting go is ordered before what follows here.
+  bool isFree() const {
+    if (mapping_.use_count() != 1) return false;
+    std::atomic_thread_fence(std::memory_order_acquire);
+    return true;
+  }
 
  private:
-  SharedSegment(xcb_connection_t* connection, xcb_shm_seg_t segment, uint8_t* address, size_t size)
-      : connection_(connection), segment_(segment), address_(address), size_(size) {}
+  SharedSegment(xcb_connection_t* connection, xcb_shm_seg_t segment,
+                std::shared_ptr<SharedMapping> mapping)
+      : connection_(connection), segment_(segment), mapping_(std::move(mapping)) {}
 
   xcb_connection_t* connection_;
   xcb_shm_seg_t segment_;
-  uint8_t* address_;
-  size_t size_;
+  std::shared_ptr<SharedMapping> mapping_;
 };
 
 Rect topLeftRect(const x11::Monitor& m) {
@@ -210,7 +235,11 @@ class X11ScreenCapture::Session {
 
   bool isBroken() const { return connection_->isBroken(); }
   bool denied() const { return denied_; }
-  size_t sharedMemoryBytes() const { return sharedMemory_ && segment_ ? segment_->size() : 0; }
+  size_t sharedMemoryBytes() const {
+    size_t bytes = 0;
+    for (const auto& kept : kept_) bytes += kept->size();
+    return sharedMemory_ ? bytes : 0;
+  }
 
   // The monitors, or the whole root window as one when RandR names none.
   std::vector<x11::Monitor> monitors() const {
@@ -281,27 +310,29 @@ class X11ScreenCapture::Session {
                 {static_cast<double>(geometry->width), static_cast<double>(geometry->height)}};
   }
 
-  // Through the shared segment, grown when a larger image is asked for; an image
-  // too large to keep a segment for goes through one of its own, released after.
-  // None when the server will not do it this way.
+  // Through a shared segment: a kept one that no image holds and that is large
+  // enough, else a new one, kept in place of a smaller free one or beside one
+  // that an image holds, or used for this capture only when it is too large to
+  // keep. None when the server will not do it this way.
   std::optional<CapturedImage> captureShared(int x, int y, int width, int height) {
     const size_t size = format_.bytesPerRow(width) * static_cast<size_t>(height);
+    SharedSegment* segment = nullptr;
     std::unique_ptr<SharedSegment> oneOff;
-    SharedSegment* segment = segment_.get();
-    if (!segment || segment->size() < size) {
+    for (const auto& kept : kept_) {
+      if (!segment && kept->isFree() && kept->size() >= size) segment = kept.get();
+    }
+    if (!segment) {
+      std::unique_ptr<SharedSegment> fresh = SharedSegment::attach(xcb_, size);
+      if (!fresh) {
+        // Failing for an image too large to keep says nothing about the others.
+        if (size <= kKeptSegmentBytes) sharedMemory_ = false;
+        return std::nullopt;
+      }
+      segment = fresh.get();
       if (size > kKeptSegmentBytes) {
-        // Failing this says nothing about smaller images: plain GetImage this time.
-        oneOff = SharedSegment::attach(xcb_, size);
-        if (!oneOff) return std::nullopt;
-        segment = oneOff.get();
+        oneOff = std::move(fresh);
       } else {
-        segment_.reset();
-        segment_ = SharedSegment::attach(xcb_, size);
-        if (!segment_) {
-          sharedMemory_ = false;
-          return std::nullopt;
-        }
-        segment = segment_.get();
+        keep(std::move(fresh), oneOff);
       }
     }
     xcb_generic_error_t* rawError = nullptr;
@@ -317,13 +348,30 @@ class X11ScreenCapture::Session {
       if (error->error_code == kBadAccess) throw refused();
       kLog.warning("MIT-SHM GetImage failed (error {}); captures use GetImage",
                    static_cast<int>(error->error_code));
-      segment_.reset();
+      kept_.clear();
       sharedMemory_ = false;
       return std::nullopt;
     }
     if (!reply) throw connectionError();
-    return toCapturedImage(segment->data(), std::min<size_t>(reply->size, segment->size()), width,
-                           height, format_);
+    const std::shared_ptr<SharedMapping>& mapping = segment->mapping();
+    return toCapturedImage(mapping->address, std::min<size_t>(reply->size, mapping->size), width,
+                           height, format_, mapping);
+  }
+
+  // Keeps `fresh` in place of a free segment, or beside the ones that images
+  // hold while there are fewer than two; otherwise it serves this capture only.
+  void keep(std::unique_ptr<SharedSegment> fresh, std::unique_ptr<SharedSegment>& oneOff) {
+    for (auto& kept : kept_) {
+      if (kept->isFree()) {
+        kept = std::move(fresh);
+        return;
+      }
+    }
+    if (kept_.size() < kKeptSegments) {
+      kept_.push_back(std::move(fresh));
+    } else {
+      oneOff = std::move(fresh);
+    }
   }
 
   CapturedImage capturePlain(int x, int y, int width, int height) {
@@ -342,9 +390,12 @@ class X11ScreenCapture::Session {
           fmt::format("GetImage failed with X error {}", static_cast<int>(error->error_code)));
     }
     if (!reply) throw connectionError();
-    return toCapturedImage(xcb_get_image_data(reply.get()),
-                           static_cast<size_t>(xcb_get_image_data_length(reply.get())), width,
-                           height, format_);
+    const uint8_t* data = xcb_get_image_data(reply.get());
+    const auto length = static_cast<size_t>(xcb_get_image_data_length(reply.get()));
+    // The pixels stay in the reply, which the image holds.
+    std::shared_ptr<const void> storage(reply.release(),
+                                        [](const void* p) { std::free(const_cast<void*>(p)); });
+    return toCapturedImage(data, length, width, height, format_, std::move(storage));
   }
 
   ScreenCaptureError refused() {
@@ -411,7 +462,7 @@ class X11ScreenCapture::Session {
   PixelFormat format_;
   bool sharedMemory_ = false;
   bool denied_ = false;
-  std::unique_ptr<SharedSegment> segment_;
+  std::vector<std::unique_ptr<SharedSegment>> kept_;
   std::map<Atom, std::string> names_;  // atoms never change their names
 };
 

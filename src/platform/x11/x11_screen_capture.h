@@ -4,10 +4,11 @@
 // them. Screens are the XRandR monitors, primary first, converted to bottom-left
 // global points (the primary monitor's height minus the root-window y); their
 // visible frames leave out what _NET_WORKAREA reserves. Pixels come from the root
-// window through MIT-SHM into one shared segment that is attached once and
-// reused (images larger than a 5K display's lookup band get one of their own for
-// the time of their capture), or through a plain GetImage when the server offers
-// no shared memory (a remote display, or the extension turned off).
+// window through MIT-SHM into a shared segment that is attached once and reused,
+// and which the captured image refers to instead of a copy; a second one serves
+// while an image still holds the first, and images larger than a 5K display's
+// lookup band get one of their own. Without shared memory (a remote display, or
+// the extension turned off) a plain GetImage serves.
 //
 // Used on the main thread only; owns its X connection, opened on first use and
 // again after the server went away, and the shared segment.
@@ -45,7 +46,7 @@ class X11ScreenCapture final : public ScreenListing, public ScreenshotCapturing 
   bool preflightScreenCaptureAccess() override;
   CapturedImage captureImage(const Rect& rect) override;
 
-  // The size of the shared segment kept for captures through MIT-SHM (after
+  // The bytes of the shared segments kept for captures through MIT-SHM (after
   // warmUp or a first capture); 0 when they go through GetImage.
   size_t sharedMemoryBytes() const;
 

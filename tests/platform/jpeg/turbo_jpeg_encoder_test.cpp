@@ -2,6 +2,8 @@
 
 #include <cstdlib>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -23,9 +25,8 @@ void colourAt(int x, int y, uint8_t rgb[3]) {
 }
 
 CapturedImage pattern(int width, int height, Layout layout) {
-  CapturedImage image{width, height, layout, {}};
-  image.pixels.resize(static_cast<size_t>(width) * static_cast<size_t>(height) * 4);
-  uint8_t* p = image.pixels.data();
+  std::vector<uint8_t> pixels(static_cast<size_t>(width) * static_cast<size_t>(height) * 4);
+  uint8_t* p = pixels.data();
   for (int y = 0; y < height; ++y) {
     for (int x = 0; x < width; ++x, p += 4) {
       uint8_t rgb[3];
@@ -37,7 +38,7 @@ CapturedImage pattern(int width, int height, Layout layout) {
       }
     }
   }
-  return image;
+  return CapturedImage::owning(width, height, layout, std::move(pixels));
 }
 
 // The first value of the first quantisation table (luminance DC): 16 scaled by
@@ -87,9 +88,10 @@ TEST(TurboJpegEncoderTest, RoundTripKeepsSizeAndPixelsWithinJpegTolerance) {
 TEST(TurboJpegEncoderTest, RefusesImagesWithoutTheirPixels) {
   const TurboJpegEncoder encoder;
   CapturedImage shortOfBytes = pattern(64, 64, Layout::bgrx);
-  shortOfBytes.pixels.resize(64 * 63 * 4);
-  for (const CapturedImage& image :
-       {CapturedImage{}, CapturedImage{0, 10, Layout::bgrx, {}}, shortOfBytes}) {
+  shortOfBytes.byteCount = 64 * 63 * 4;
+  CapturedImage noWidth = pattern(64, 64, Layout::bgrx);
+  noWidth.width = 0;
+  for (const CapturedImage& image : {CapturedImage{}, noWidth, shortOfBytes}) {
     try {
       encoder.jpegData(image);
       ADD_FAILURE() << image.width << "x" << image.height << " was encoded";

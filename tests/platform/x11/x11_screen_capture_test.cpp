@@ -14,6 +14,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 
 #include "core/capture/screen_capture_error.h"
 #include "platform/x11/x11_capture_service_rig.h"
@@ -25,7 +26,6 @@
 namespace trelvis {
 namespace {
 
-
 Rect R(double x, double y, double w, double h) {
   return Rect{{x, y}, {w, h}};
 }
@@ -36,7 +36,7 @@ struct Rgb {
 
 Rgb rgbAt(const CapturedImage& image, int x, int y) {
   const uint8_t* p =
-      &image.pixels[(static_cast<size_t>(y) * static_cast<size_t>(image.width) + x) * 4];
+      image.pixels + (static_cast<size_t>(y) * static_cast<size_t>(image.width) + x) * 4;
   if (image.layout == CapturedImage::Layout::bgrx) return {p[2], p[1], p[0]};
   return {p[1], p[2], p[3]};
 }
@@ -75,13 +75,14 @@ TEST(X11ScreenCaptureTest, ReadsTheRootWindowWithAndWithoutSharedMemory) {
     const char* name;
     testing::Xvfb::Options server;
     size_t sharedBytesPerPixel;  // 0: no shared memory
+    bool imagesReferToSegments;  // not copied, not converted
     int tolerance;               // 16-bit pixels keep 5 or 6 bits of each channel
   };
   const Case cases[] = {
       // Its whole screen, 17.9 MB, is more than a kept segment may hold.
-      {"MIT-SHM", {2600, 1720, 24, true}, 4, 0},
-      {"GetImage", {1280, 1024, 24, false}, 0, 0},
-      {"16 bits per pixel", {640, 480, 16, true}, 2, 8},
+      {"MIT-SHM", {2600, 1720, 24, true}, 4, true, 0},
+      {"GetImage", {1280, 1024, 24, false}, 0, false, 0},
+      {"16 bits per pixel", {640, 480, 16, true}, 2, false, 8},
   };
   const Rgb black{0, 0, 0};
   const Rgb red{200, 30, 10};
@@ -91,15 +92,13 @@ TEST(X11ScreenCaptureTest, ReadsTheRootWindowWithAndWithoutSharedMemory) {
     SCOPED_TRACE(c.name);
     testing::Xvfb server(c.server);
     ASSERT_FALSE(server.displayName().empty());
-    {
-      testing::TestDisplay desktop(server.displayName());
-      Display* display = desktop.display();
-      fill(display, 0, 0, c.server.width, c.server.height, black);
-      fill(display, 100, 200, 50, 40, red);
-      fill(display, 150, 200, 50, 40, green);
-      fill(display, 200, 200, 50, 40, blue);
-      fill(display, 260, 200, 20, 20, {255, 255, 255});
-    }
+    auto desktop = std::make_unique<testing::TestDisplay>(server.displayName());
+    Display* display = desktop->display();
+    fill(display, 0, 0, c.server.width, c.server.height, black);
+    fill(display, 100, 200, 50, 40, red);
+    fill(display, 150, 200, 50, 40, green);
+    fill(display, 200, 200, 50, 40, blue);
+    fill(display, 260, 200, 20, 20, {255, 255, 255});
     X11ScreenCapture capture(server.displayName());
     capture.warmUp();
     // Segments hold whole rows: the warm-up's is the lookup band's, a quarter of the screen.
@@ -134,22 +133,36 @@ TEST(X11ScreenCaptureTest, ReadsTheRootWindowWithAndWithoutSharedMemory) {
     // What lies beyond the screen is cut off; a rectangle wholly beyond it is empty.
     const double w = c.server.width;
     const double h = c.server.height;
-    const CapturedImage corner = capture.captureImage(R(w - 40, h - 30, 100, 100));
-    EXPECT_EQ(corner.width, 40);
-    EXPECT_EQ(corner.height, 30);
-    // A larger image than the segment holds grows it, unless it is too large to keep.
-    const CapturedImage whole = capture.captureImage(R(0, 0, w, h));
-    EXPECT_EQ(whole.width * whole.height, c.server.width * c.server.height);
-    EXPECT_NEAR(rgbAt(whole, 120, 210).r, red.r, c.tolerance);
-    const size_t wholeBytes = sharedBytes(c.server.height);
-    const size_t afterWhole =
-        wholeBytes <= kKeptSegmentBytes ? wholeBytes : sharedBytes(c.server.height / 4);
-    EXPECT_EQ(capture.sharedMemoryBytes(), afterWhole);
-    const CapturedImage half = capture.captureImage(R(0, 0, w, h / 2));
-    EXPECT_NEAR(rgbAt(half, 120, 210).r, red.r, c.tolerance);
-    EXPECT_EQ(capture.sharedMemoryBytes(), std::max(afterWhole, sharedBytes(c.server.height / 2)));
+    {
+      const CapturedImage corner = capture.captureImage(R(w - 40, h - 30, 100, 100));
+      EXPECT_EQ(corner.width, 40);
+      EXPECT_EQ(corner.height, 30);
+    }
     EXPECT_EQ(failureOf(capture, R(w + 10, 0, 50, 50)), ScreenCaptureError::Kind::emptyImage);
+    // A larger image than the segment holds replaces it, unless it is too large to keep.
+    {
+      const CapturedImage whole = capture.captureImage(R(0, 0, w, h));
+      EXPECT_EQ(whole.width * whole.height, c.server.width * c.server.height);
+      EXPECT_NEAR(rgbAt(whole, 120, 210).r, red.r, c.tolerance);
+    }
+    const size_t wholeBytes = sharedBytes(c.server.height);
+    const size_t kept =
+        wholeBytes <= kKeptSegmentBytes ? wholeBytes : sharedBytes(c.server.height / 4);
+    EXPECT_EQ(capture.sharedMemoryBytes(), kept);
 
+    // An image still held keeps its pixels while the next capture reads the screen
+    // anew, into a second segment when the image refers to the first.
+    const Rect redBlock = R(100, 200, 50, 40);
+    const CapturedImage before = capture.captureImage(redBlock);
+    fill(display, 100, 200, 50, 40, blue);
+    const CapturedImage after = capture.captureImage(redBlock);
+    EXPECT_NEAR(rgbAt(before, 25, 20).r, red.r, c.tolerance);
+    EXPECT_NEAR(rgbAt(before, 25, 20).b, red.b, c.tolerance);
+    EXPECT_NEAR(rgbAt(after, 25, 20).r, blue.r, c.tolerance);
+    EXPECT_NEAR(rgbAt(after, 25, 20).b, blue.b, c.tolerance);
+    EXPECT_EQ(capture.sharedMemoryBytes(), kept + (c.imagesReferToSegments ? 50 * 40 * 4 : 0));
+
+    desktop.reset();
     // (Its display number may go to another test's server at once, so nothing
     // here asks again after this.)
     server.kill();
