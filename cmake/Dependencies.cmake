@@ -14,6 +14,11 @@ pkg_check_modules(XLIB REQUIRED IMPORTED_TARGET x11 x11-xcb xcb)
 pkg_check_modules(XI REQUIRED IMPORTED_TARGET xi)
 pkg_check_modules(XTST REQUIRED IMPORTED_TARGET xtst)
 pkg_check_modules(XRANDR REQUIRED IMPORTED_TARGET xrandr)
+# Screen capture: the root window's pixels through MIT-SHM, encoded as JPEG.
+pkg_check_modules(XCB_SHM REQUIRED IMPORTED_TARGET xcb-shm)
+pkg_check_modules(TURBOJPEG REQUIRED IMPORTED_TARGET libturbojpeg)
+# The SECURITY extension's untrusted clients, which the capture tests play.
+pkg_check_modules(XEXT REQUIRED IMPORTED_TARGET xext)
 # The desktop application's UI.
 find_package(Qt6 REQUIRED COMPONENTS Core)
 # The Secret Service (libsecret over GLib's D-Bus) that keeps the refresh token.

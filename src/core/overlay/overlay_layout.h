@@ -4,10 +4,9 @@
 // rests. The overlay model derives them from what the card shows; the panel
 // controller sizes and places its window by them.
 
-namespace trelvis {
+#include "core/capture/overlay_window_geometry.h"
 
-// The edge of the window's slot on which the card rests.
-enum class OverlayAnchor { top, bottom, center };
+namespace trelvis {
 
 struct EdgeInsets {
   double top = 0;

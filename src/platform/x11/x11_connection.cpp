@@ -110,28 +110,40 @@ PointerState queryPointer(Display* display, Window root) {
   return state;
 }
 
-int primaryScreenHeight(Display* display) {
-  const int rootHeight = DisplayHeight(display, DefaultScreen(display));
+std::vector<Monitor> monitors(Display* display) {
+  std::vector<Monitor> result;
   int eventBase = 0;
   int errorBase = 0;
   int major = 0;
   int minor = 0;
   if (!XRRQueryExtension(display, &eventBase, &errorBase) ||
       !XRRQueryVersion(display, &major, &minor) || major * 100 + minor < 105) {
-    return rootHeight;
+    return result;
   }
   int count = 0;
-  XRRMonitorInfo* monitors = XRRGetMonitors(display, DefaultRootWindow(display), True, &count);
-  int height = 0;
-  // The primary monitor; without one, the monitor at the root's origin.
-  for (int i = 0; i < count && height == 0; ++i) {
-    if (monitors[i].primary) height = monitors[i].height;
+  XRRMonitorInfo* info = XRRGetMonitors(display, DefaultRootWindow(display), True, &count);
+  for (int i = 0; i < count; ++i) {
+    result.push_back(Monitor{info[i].name, info[i].x, info[i].y, info[i].width, info[i].height,
+                             info[i].primary != 0});
   }
-  for (int i = 0; i < count && height == 0; ++i) {
-    if (monitors[i].x == 0 && monitors[i].y == 0) height = monitors[i].height;
+  if (info) XRRFreeMonitors(info);
+  return result;
+}
+
+const Monitor* originMonitor(const std::vector<Monitor>& monitors) {
+  for (const Monitor& m : monitors) {
+    if (m.primary && m.height > 0) return &m;
   }
-  if (monitors) XRRFreeMonitors(monitors);
-  return height > 0 ? height : rootHeight;
+  for (const Monitor& m : monitors) {
+    if (m.x == 0 && m.y == 0 && m.height > 0) return &m;
+  }
+  return nullptr;
+}
+
+int primaryScreenHeight(Display* display) {
+  const std::vector<Monitor> all = monitors(display);
+  const Monitor* origin = originMonitor(all);
+  return origin ? origin->height : DisplayHeight(display, DefaultScreen(display));
 }
 
 unsigned int numLockMask(Display* display) {

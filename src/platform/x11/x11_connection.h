@@ -16,6 +16,7 @@
 #include <mutex>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace trelvis::x11 {
 
@@ -66,6 +67,24 @@ class SharedConnection {
   std::mutex mutex_;
   std::unique_ptr<Connection> connection_;
 };
+
+// One monitor of the X screen as XRandR lays it out, in root-window pixels with a
+// top-left origin. `name` is its name atom, which stays the same while it exists.
+struct Monitor {
+  Atom name = 0;
+  int x = 0;
+  int y = 0;
+  int width = 0;
+  int height = 0;
+  bool primary = false;
+};
+
+// The active monitors in XRandR's order; empty without RandR 1.5.
+std::vector<Monitor> monitors(Display* display);
+
+// The monitor whose height fixes the bottom-left origin of global points: the
+// primary one, else the one at the root's origin; none when there is neither.
+const Monitor* originMonitor(const std::vector<Monitor>& monitors);
 
 // The height of the primary monitor (XRandR), which is where the bottom-left
 // origin of global points lies; the root window's height when there is no RandR

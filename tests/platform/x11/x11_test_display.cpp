@@ -23,7 +23,9 @@
 
 namespace trelvis::testing {
 
-Xvfb::Xvfb() {
+Xvfb::Xvfb(const Options& options) {
+  const std::string screen = std::to_string(options.width) + "x" + std::to_string(options.height) +
+                             "x" + std::to_string(options.depth);
   int fds[2];
   if (pipe2(fds, O_CLOEXEC) != 0) {
     ADD_FAILURE() << "pipe failed";
@@ -36,8 +38,10 @@ Xvfb::Xvfb() {
     dup2(fds[1], 3);
     const int devNull = open("/dev/null", O_WRONLY);
     dup2(devNull, 2);
+    // "-extension MIT-SHM" turns the extension off; "+extension" keeps the default.
     execlp("Xvfb", "Xvfb", "-displayfd", "3", "-nolisten", "tcp", "-noreset", "-screen", "0",
-           "1280x1024x24", static_cast<char*>(nullptr));
+           screen.c_str(), options.sharedMemory ? "+extension" : "-extension", "MIT-SHM",
+           options.security ? "+extension" : "-extension", "SECURITY", static_cast<char*>(nullptr));
     _exit(127);
   }
   close(fds[1]);

@@ -19,9 +19,18 @@ namespace trelvis::testing {
 
 class Xvfb {
  public:
-  // 1280x1024, no TCP, no reset when the last client leaves. Fails the test
-  // (ADD_FAILURE) and gives an empty name when the server does not come up.
-  Xvfb();
+  struct Options {
+    int width = 1280;
+    int height = 1024;
+    int depth = 24;
+    bool sharedMemory = true;  // false turns the MIT-SHM extension off
+    bool security = false;     // true turns the SECURITY extension (untrusted clients) on
+  };
+
+  // No TCP, no reset when the last client leaves. Fails the test (ADD_FAILURE)
+  // and gives an empty name when the server does not come up.
+  Xvfb() : Xvfb(Options{}) {}
+  explicit Xvfb(const Options& options);
   // Kills the server.
   ~Xvfb();
   Xvfb(const Xvfb&) = delete;
