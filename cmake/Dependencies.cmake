@@ -14,3 +14,9 @@ pkg_check_modules(XLIB REQUIRED IMPORTED_TARGET x11 x11-xcb xcb)
 pkg_check_modules(XI REQUIRED IMPORTED_TARGET xi)
 pkg_check_modules(XTST REQUIRED IMPORTED_TARGET xtst)
 pkg_check_modules(XRANDR REQUIRED IMPORTED_TARGET xrandr)
+# The reference server: cpp-httplib (its pkg-config flags switch on TLS, which the
+# library was built with), Argon2id and SHA-256 from libsodium, SQLite and libpq.
+pkg_check_modules(SERVER_HTTPLIB REQUIRED IMPORTED_TARGET cpp-httplib)
+pkg_check_modules(SODIUM REQUIRED IMPORTED_TARGET libsodium)
+pkg_check_modules(SQLITE3 REQUIRED IMPORTED_TARGET sqlite3)
+pkg_check_modules(LIBPQ REQUIRED IMPORTED_TARGET libpq)
