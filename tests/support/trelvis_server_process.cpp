@@ -9,6 +9,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdlib>
+#include <functional>
 #include <regex>
 #include <stdexcept>
 
@@ -55,12 +56,23 @@ Spawned spawn(const std::vector<std::string>& arguments, const std::string& stan
 }
 
 // Reads both pipes until both end, handing each chunk to `sink(isStdout, bytes)`.
+// `expire` runs once if they are still open after `timeout`.
 template <class Sink>
-void drain(int stdoutPipe, int stderrPipe, Sink sink) {
+void drain(int stdoutPipe, int stderrPipe, Sink sink,
+           std::chrono::milliseconds timeout = std::chrono::milliseconds::max(),
+           const std::function<void()>& expire = {}) {
   std::array<pollfd, 2> fds{{{stdoutPipe, POLLIN, 0}, {stderrPipe, POLLIN, 0}}};
   std::array<char, 4096> buffer{};
+  const auto start = std::chrono::steady_clock::now();
+  bool expired = false;
   while (fds[0].fd >= 0 || fds[1].fd >= 0) {
-    if (::poll(fds.data(), fds.size(), -1) < 0 && errno != EINTR) break;
+    const bool timed = expire && !expired;
+    const int wait = timed ? 50 : -1;
+    if (::poll(fds.data(), fds.size(), wait) < 0 && errno != EINTR) break;
+    if (timed && std::chrono::steady_clock::now() - start > timeout) {
+      expired = true;
+      expire();
+    }
     for (std::size_t i = 0; i < fds.size(); ++i) {
       if (fds[i].fd < 0 || fds[i].revents == 0) continue;
       const ssize_t count = ::read(fds[i].fd, buffer.data(), buffer.size());
@@ -86,12 +98,16 @@ std::filesystem::path trelvisServerExecutable() {
   return TRELVIS_SERVER_EXECUTABLE;
 }
 
-CommandResult runTrelvisServer(const std::vector<std::string>& arguments) {
+CommandResult runTrelvisServer(const std::vector<std::string>& arguments,
+                               std::chrono::milliseconds timeout) {
   const Spawned child = spawn(arguments, {});
   CommandResult result;
-  drain(child.stdoutPipe, child.stderrPipe, [&](bool isStdout, std::string_view bytes) {
-    (isStdout ? result.standardOutput : result.standardError).append(bytes);
-  });
+  drain(
+      child.stdoutPipe, child.stderrPipe,
+      [&](bool isStdout, std::string_view bytes) {
+        (isStdout ? result.standardOutput : result.standardError).append(bytes);
+      },
+      timeout, [&] { ::kill(child.pid, SIGKILL); });
   int status = 0;
   while (::waitpid(child.pid, &status, 0) < 0 && errno == EINTR) {
   }

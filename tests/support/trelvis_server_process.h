@@ -104,8 +104,10 @@ class TrelvisServerProcess {
   std::map<std::string, std::size_t, std::less<>> codesTaken_;
 };
 
-// Runs the trelvis-server executable with `arguments` to completion.
-CommandResult runTrelvisServer(const std::vector<std::string>& arguments);
+// Runs the trelvis-server executable with `arguments` to completion; kills it
+// (exit status 137) when it runs longer than `timeout`.
+CommandResult runTrelvisServer(const std::vector<std::string>& arguments,
+                               std::chrono::milliseconds timeout = std::chrono::seconds(60));
 
 // The path of the trelvis-server executable of this build.
 std::filesystem::path trelvisServerExecutable();

@@ -104,6 +104,17 @@ bool HomeSummary::wellFormed() const {
          savedCount >= masteredCount && savedCount >= dueReviewCount;
 }
 
+int64_t retryAfterSeconds(std::string_view body) {
+  try {
+    const nlohmann::json document = json::parse(body);
+    const auto found = document.find("retryAfterSeconds");
+    if (found == document.end() || !found->is_number_integer()) return 60;
+    return std::max<int64_t>(1, found->get<int64_t>());
+  } catch (const json::DecodeError&) {
+    return 60;
+  }
+}
+
 std::string decodeDetail(std::string_view body) {
   const nlohmann::json document = json::parse(body);
   return json::ObjectReader(document).required<std::string>("detail");

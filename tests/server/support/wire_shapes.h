@@ -51,6 +51,9 @@ TokenPair decodeTokenPair(std::string_view body);
 int64_t decodeCooldownSeconds(std::string_view body);
 MembershipStatus decodeMembershipStatus(std::string_view body);
 HomeSummary decodeHomeSummary(std::string_view body);
+// The wait a 429 asks for, by the client's rule: the integer `retryAfterSeconds`,
+// at least 1; 60 when the body has none.
+int64_t retryAfterSeconds(std::string_view body);
 // The `detail` of an error reply; raises when there is none.
 std::string decodeDetail(std::string_view body);
 
