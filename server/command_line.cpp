@@ -227,7 +227,7 @@ std::string usageText() {
   trelvis-server user delete EMAIL
   trelvis-server check
 
-Defaults: --listen 127.0.0.1:8787, --base-path /trelvis, --workers 32,
+Defaults: --listen 127.0.0.1:8787, --base-path /trelvis, --workers 64,
 --free-daily-translations 50, --argon2-passes 3, --argon2-memory-mib 48,
 --data-dir $XDG_DATA_HOME/trelvis-server, --database sqlite:DATA_DIR/trelvis-server.sqlite3.
 The admin commands take --data-dir and --database too.

@@ -237,6 +237,9 @@ class HttpServer::Impl {
       return new httplib::ThreadPool(workers);
     };
     server_->set_socket_options(socketOptions);
+    // Replies go out in more than one write; without this, Nagle's algorithm holds
+    // the last one back until the client's delayed acknowledgement, 40 ms later.
+    server_->set_tcp_nodelay(true);
     server_->set_read_timeout(options_.readTimeout);
     server_->set_write_timeout(options_.writeTimeout);
     server_->set_keep_alive_timeout(options_.keepAliveTimeout.count());

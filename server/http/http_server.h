@@ -58,14 +58,18 @@ class HttpServer {
     int port = 8787;  // 0: any free port
     // Every route lives under it ("/trelvis"); empty for the root.
     std::string basePath = "/trelvis";
-    std::size_t workers = 32;
+    // Each open connection holds a worker until it closes or idles out, so there
+    // are more workers than cores.
+    std::size_t workers = 64;
     // TLS when both are given (PEM files).
     std::string tlsCertificateFile;
     std::string tlsKeyFile;
     std::chrono::seconds readTimeout{10};
     std::chrono::seconds writeTimeout{10};
     std::chrono::seconds keepAliveTimeout{5};
-    std::size_t keepAliveRequests = 1000;
+    // After this many requests a connection is closed, so that clients waiting for
+    // a worker get their turn.
+    std::size_t keepAliveRequests = 100;
     std::size_t jsonBodyLimit = 64 * 1024;
     std::size_t multipartBodyLimit = 16 * 1024 * 1024;
   };
