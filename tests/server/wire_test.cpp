@@ -39,6 +39,7 @@ class Api {
   explicit Api(const TrelvisServerProcess& server)
       : client_("127.0.0.1", server.port()), basePath_("/trelvis") {
     client_.set_read_timeout(30s);
+    client_.set_tcp_nodelay(true);
   }
 
   Response post(const std::string& path, const std::string& body) {
@@ -367,6 +368,36 @@ TEST(WireTest, AdminCommandsChangeWhatTheClientSees) {
   EXPECT_EQ(clash.exitStatus, 1);
   EXPECT_NE(clash.standardError.find("Address already in use"), std::string::npos)
       << clash.standardError;
+}
+
+TEST(WireTest, ServesHttpsWithTheGivenCertificate) {
+  std::string pattern = (fs::temp_directory_path() / "tls-XXXXXX").string();
+  const fs::path directory = ::mkdtemp(pattern.data());
+  const std::string cert = (directory / "cert.pem").string();
+  const std::string key = (directory / "key.pem").string();
+  ASSERT_EQ(std::system(("openssl req -x509 -newkey rsa:2048 -nodes -days 1 -subj /CN=127.0.0.1 "
+                         "-addext subjectAltName=IP:127.0.0.1 -keyout " +
+                         key + " -out " + cert + " 2>/dev/null")
+                            .c_str()),
+            0);
+  {
+    TrelvisServerProcess server({.arguments = {"--tls-cert", cert, "--tls-key", key}});
+    EXPECT_TRUE(server.baseUrl().starts_with("https://127.0.0.1:")) << server.baseUrl();
+    httplib::SSLClient client("127.0.0.1", server.port());
+    client.set_ca_cert_path(cert.c_str());
+    client.enable_server_certificate_verification(true);
+    const auto result = client.Get("/trelvis/v1/account/status");
+    ASSERT_TRUE(result) << httplib::to_string(result.error());
+    EXPECT_EQ(result->status, 401);
+  }
+  const CommandResult wrongKey =
+      runTrelvisServer({"serve", "--listen", "127.0.0.1:0", "--data-dir", directory.string(),
+                        "--tls-cert", cert, "--tls-key", cert},
+                       30s);
+  EXPECT_EQ(wrongKey.exitStatus, 1);
+  EXPECT_NE(wrongKey.standardError.find("cannot load the TLS certificate or key"),
+            std::string::npos);
+  fs::remove_all(directory);
 }
 
 TEST(WireTest, ShutdownFinishesTheRequestInFlightAndTakesNoMore) {
