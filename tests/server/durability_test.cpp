@@ -22,15 +22,6 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
-std::string body(std::initializer_list<std::pair<std::string, std::string>> members) {
-  std::string text = "{";
-  for (const auto& [key, value] : members) {
-    if (text.size() > 1) text += ',';
-    text += '"' + key + "\":\"" + value + '"';
-  }
-  return text + "}";
-}
-
 // POST to the server; status 0 when it did not answer.
 std::pair<int, std::string> post(int port, const std::string& path, const std::string& json) {
   httplib::Client client("127.0.0.1", port);
@@ -43,14 +34,15 @@ std::pair<int, std::string> post(int port, const std::string& path, const std::s
 // Registers `email`; true when the server acknowledged it.
 bool registerAccount(TrelvisServerProcess& server, const std::string& email,
                      std::string* refreshToken = nullptr) {
-  const auto [sent, _] = post(server.port(), "/v1/auth/email-codes",
-                              body({{"email", email}, {"purpose", "register"}, {"locale", "en"}}));
+  const auto [sent, _] =
+      post(server.port(), "/v1/auth/email-codes",
+           wire::requestBody({{"email", email}, {"purpose", "register"}, {"locale", "en"}}));
   if (sent != 200) return false;
   const std::optional<std::string> code = server.waitForVerificationCode(email, 5s);
   if (!code) return false;
-  const auto [status, reply] =
-      post(server.port(), "/v1/auth/register",
-           body({{"email", email}, {"password", "password-" + email}, {"code", *code}}));
+  const auto [status, reply] = post(
+      server.port(), "/v1/auth/register",
+      wire::requestBody({{"email", email}, {"password", "password-" + email}, {"code", *code}}));
   if (status != 200) return false;
   if (refreshToken) *refreshToken = wire::decodeTokenPair(reply).refreshToken;
   return true;
@@ -77,8 +69,8 @@ TEST(DurabilityTest, AKilledServerKeepsWhatItAcknowledged) {
   for (int i = 0; i < kRefreshers; ++i) {
     threads.emplace_back([&, i] {
       while (!dead) {
-        const auto [status, reply] =
-            post(server->port(), "/v1/auth/refresh", body({{"refreshToken", tokens[i]}}));
+        const auto [status, reply] = post(server->port(), "/v1/auth/refresh",
+                                          wire::requestBody({{"refreshToken", tokens[i]}}));
         if (status != 200) break;
         tokens[i] = wire::decodeTokenPair(reply).refreshToken;
         ++refreshes;
@@ -114,7 +106,7 @@ TEST(DurabilityTest, AKilledServerKeepsWhatItAcknowledged) {
 
   for (const std::string& email : registered) {
     EXPECT_EQ(post(server->port(), "/v1/auth/login",
-                   body({{"email", email}, {"password", "password-" + email}}))
+                   wire::requestBody({{"email", email}, {"password", "password-" + email}}))
                   .first,
               200)
         << email << " was acknowledged, then lost";
@@ -124,7 +116,7 @@ TEST(DurabilityTest, AKilledServerKeepsWhatItAcknowledged) {
   // the server has never heard of would be a lost commit.
   for (int i = 0; i < kRefreshers; ++i) {
     const auto [status, reply] =
-        post(server->port(), "/v1/auth/refresh", body({{"refreshToken", tokens[i]}}));
+        post(server->port(), "/v1/auth/refresh", wire::requestBody({{"refreshToken", tokens[i]}}));
     if (status != 200) {
       EXPECT_EQ(status, 401);
       EXPECT_EQ(wire::decodeDetail(reply),

@@ -69,17 +69,8 @@ class Api {
   std::string basePath_;
 };
 
-std::string json(std::initializer_list<std::pair<std::string, std::string>> members) {
-  std::string text = "{";
-  for (const auto& [key, value] : members) {
-    if (text.size() > 1) text += ',';
-    text += '"' + key + "\":\"" + value + '"';
-  }
-  return text + "}";
-}
-
 std::string sendCodeBody(const std::string& email, const std::string& purpose = "register") {
-  return json({{"email", email}, {"purpose", purpose}, {"locale", "en"}});
+  return wire::requestBody({{"email", email}, {"purpose", purpose}, {"locale", "en"}});
 }
 
 // Registers `email` with the code the server prints, as the sign-in form does;
@@ -93,8 +84,9 @@ wire::TokenPair registerAccount(TrelvisServerProcess& server, const std::string&
   const std::optional<std::string> code =
       server.waitForVerificationCode(printedAs.empty() ? email : printedAs);
   EXPECT_TRUE(code) << server.standardOutput();
-  const Response registered = api.post(
-      "/v1/auth/register", json({{"email", email}, {"password", password}, {"code", *code}}));
+  const Response registered =
+      api.post("/v1/auth/register",
+               wire::requestBody({{"email", email}, {"password", password}, {"code", *code}}));
   EXPECT_EQ(registered.status, 200) << registered.body;
   return wire::decodeTokenPair(registered.body);
 }
@@ -125,25 +117,29 @@ TEST(WireTest, RegistersLogsInRefreshesLogsOutAndResetsAsTheClientExpects) {
   ASSERT_EQ(summary.status, 200);
   EXPECT_TRUE(wire::decodeHomeSummary(summary.body).wellFormed());
 
-  const std::string login = json({{"email", "Ann@example.com"}, {"password", "first password"}});
+  const std::string login =
+      wire::requestBody({{"email", "Ann@example.com"}, {"password", "first password"}});
   const Response loggedIn = api.post("/v1/auth/login", login);
   ASSERT_EQ(loggedIn.status, 200) << loggedIn.body;
   const wire::TokenPair laptop = wire::decodeTokenPair(loggedIn.body);
   EXPECT_EQ(laptop.user->id, registered.user->id);
 
   const Response refreshed =
-      api.post("/v1/auth/refresh", json({{"refreshToken", laptop.refreshToken}}));
+      api.post("/v1/auth/refresh", wire::requestBody({{"refreshToken", laptop.refreshToken}}));
   ASSERT_EQ(refreshed.status, 200) << refreshed.body;
   const wire::TokenPair rotated = wire::decodeTokenPair(refreshed.body);
   EXPECT_NE(rotated.refreshToken, laptop.refreshToken);
   EXPECT_EQ(api.get("/v1/account/status", rotated.accessToken).status, 200);
 
   // Logout ends that session only; its tokens are dead at once.
-  EXPECT_EQ(api.post("/v1/auth/logout", json({{"refreshToken", rotated.refreshToken}})).status,
+  EXPECT_EQ(api.post("/v1/auth/logout", wire::requestBody({{"refreshToken", rotated.refreshToken}}))
+                .status,
             200);
   EXPECT_EQ(api.get("/v1/account/status", rotated.accessToken).status, 401);
-  EXPECT_EQ(api.post("/v1/auth/refresh", json({{"refreshToken", rotated.refreshToken}})).status,
-            401);
+  EXPECT_EQ(
+      api.post("/v1/auth/refresh", wire::requestBody({{"refreshToken", rotated.refreshToken}}))
+          .status,
+      401);
   EXPECT_EQ(api.get("/v1/account/status", registered.accessToken).status, 200);
 
   // A reset ends every session and changes the password.
@@ -154,14 +150,17 @@ TEST(WireTest, RegistersLogsInRefreshesLogsOutAndResetsAsTheClientExpects) {
   ASSERT_TRUE(code);
   const Response reset = api.post(
       "/v1/auth/password/reset",
-      json({{"email", "Ann@example.com"}, {"code", *code}, {"newPassword", "second password"}}));
+      wire::requestBody(
+          {{"email", "Ann@example.com"}, {"code", *code}, {"newPassword", "second password"}}));
   EXPECT_EQ(reset.status, 200) << reset.body;
   EXPECT_EQ(api.get("/v1/account/status", registered.accessToken).status, 401);
-  EXPECT_EQ(api.post("/v1/auth/refresh", json({{"refreshToken", registered.refreshToken}})).status,
-            401);
+  EXPECT_EQ(
+      api.post("/v1/auth/refresh", wire::requestBody({{"refreshToken", registered.refreshToken}}))
+          .status,
+      401);
   EXPECT_EQ(api.post("/v1/auth/login", login).status, 401);
-  EXPECT_EQ(api.post("/v1/auth/login",
-                     json({{"email", "Ann@example.com"}, {"password", "second password"}}))
+  EXPECT_EQ(api.post("/v1/auth/login", wire::requestBody({{"email", "Ann@example.com"},
+                                                          {"password", "second password"}}))
                 .status,
             200);
 
@@ -198,7 +197,7 @@ TEST(WireTest, SecretsNeverReachTheLogOrTheDatabase) {
   const std::string password = "unmistakable-Passw0rd-" + std::to_string(::getpid());
   const wire::TokenPair pair = registerAccount(server, "bob@example.com", password);
   const Response refreshed =
-      api.post("/v1/auth/refresh", json({{"refreshToken", pair.refreshToken}}));
+      api.post("/v1/auth/refresh", wire::requestBody({{"refreshToken", pair.refreshToken}}));
   const wire::TokenPair rotated = wire::decodeTokenPair(refreshed.body);
   const std::string code =
       server.standardOutput().substr(server.standardOutput().rfind(": ") + 2, 6);
@@ -223,13 +222,14 @@ TEST(WireTest, ReusingARotatedRefreshTokenRevokesItsFamily) {
   Api api(server);
   const wire::TokenPair first = registerAccount(server, "carl@example.com", "password-1");
   const wire::TokenPair second = wire::decodeTokenPair(
-      api.post("/v1/auth/refresh", json({{"refreshToken", first.refreshToken}})).body);
+      api.post("/v1/auth/refresh", wire::requestBody({{"refreshToken", first.refreshToken}})).body);
 
   const Response reused =
-      api.post("/v1/auth/refresh", json({{"refreshToken", first.refreshToken}}));
+      api.post("/v1/auth/refresh", wire::requestBody({{"refreshToken", first.refreshToken}}));
   EXPECT_EQ(reused.status, 401);
   EXPECT_FALSE(wire::decodeDetail(reused.body).empty());
-  EXPECT_EQ(api.post("/v1/auth/refresh", json({{"refreshToken", second.refreshToken}})).status,
+  EXPECT_EQ(api.post("/v1/auth/refresh", wire::requestBody({{"refreshToken", second.refreshToken}}))
+                .status,
             401);
   EXPECT_EQ(api.get("/v1/account/status", second.accessToken).status, 401);
 }
@@ -243,7 +243,8 @@ TEST(WireTest, FiveWrongCodesLockTheCode) {
   const auto attempt = [&](const std::string& guess) {
     return api
         .post("/v1/auth/register",
-              json({{"email", "dora@example.com"}, {"password", "password-1"}, {"code", guess}}))
+              wire::requestBody(
+                  {{"email", "dora@example.com"}, {"password", "password-1"}, {"code", guess}}))
         .status;
   };
   for (int i = 0; i < 5; ++i) EXPECT_EQ(attempt(wrong), 403) << i;
@@ -408,7 +409,7 @@ TEST(WireTest, ShutdownFinishesTheRequestInFlightAndTakesNoMore) {
   auto login = std::async(std::launch::async, [&] {
     Api api(server);
     return api.post("/v1/auth/login",
-                    json({{"email", "hal@example.com"}, {"password", "password-1"}}));
+                    wire::requestBody({{"email", "hal@example.com"}, {"password", "password-1"}}));
   });
   std::this_thread::sleep_for(200ms);
   ASSERT_EQ(login.wait_for(0s), std::future_status::timeout) << "the login was not slow enough";
@@ -436,9 +437,11 @@ TEST(WireTest, TwoServersOnOnePostgresActAsOne) {
       << "the cooldown is shared";
 
   const Response rotated =
-      one.post("/v1/auth/refresh", json({{"refreshToken", pair.refreshToken}}));
+      one.post("/v1/auth/refresh", wire::requestBody({{"refreshToken", pair.refreshToken}}));
   ASSERT_EQ(rotated.status, 200);
-  EXPECT_EQ(two.post("/v1/auth/refresh", json({{"refreshToken", pair.refreshToken}})).status, 401)
+  EXPECT_EQ(
+      two.post("/v1/auth/refresh", wire::requestBody({{"refreshToken", pair.refreshToken}})).status,
+      401)
       << "reuse through the other server";
   EXPECT_EQ(one.get("/v1/account/status", wire::decodeTokenPair(rotated.body).accessToken).status,
             401)

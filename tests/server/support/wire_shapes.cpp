@@ -19,6 +19,12 @@ std::optional<User> userOf(const json::ObjectReader& reader) {
 
 }  // namespace
 
+std::string requestBody(std::initializer_list<std::pair<std::string, std::string>> members) {
+  nlohmann::json object = nlohmann::json::object();
+  for (const auto& [key, value] : members) object[key] = value;
+  return object.dump();
+}
+
 TokenPair decodeTokenPair(std::string_view body) {
   const nlohmann::json document = json::parse(body);
   const json::ObjectReader reader(document);

@@ -7,6 +7,7 @@
 // `problem()`; so a server test that passes these speaks what the client accepts.
 
 #include <cstdint>
+#include <initializer_list>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -46,6 +47,9 @@ struct HomeSummary {
 
   bool wellFormed() const;
 };
+
+// A request body as the client sends it: a JSON object of strings.
+std::string requestBody(std::initializer_list<std::pair<std::string, std::string>> members);
 
 TokenPair decodeTokenPair(std::string_view body);
 int64_t decodeCooldownSeconds(std::string_view body);
