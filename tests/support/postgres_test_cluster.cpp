@@ -35,9 +35,13 @@ bool isRoot() {
   return ::geteuid() == 0;
 }
 
-// Runs a shell command as the cluster's owner.
+// `command` run by the cluster's owner, as a shell command line.
+std::string asOwner(const std::string& command) {
+  return isRoot() ? "runuser -u postgres -- sh -c '" + command + "'" : command;
+}
+
 void runAsOwner(const std::string& command, const std::string& what, const fs::path& log) {
-  const std::string line = isRoot() ? "runuser -u postgres -- sh -c '" + command + "'" : command;
+  const std::string line = asOwner(command);
   if (std::system(line.c_str()) != 0) {
     std::ifstream file(log);
     std::stringstream text;
@@ -57,7 +61,7 @@ void giveToOwner(const fs::path& path) {
 // The initialised data directory to copy, made once per PostgreSQL version and
 // user; a lock keeps parallel test programs from making it twice.
 fs::path templateDirectory(const std::string& bin) {
-  const std::string version = output(bin + "/pg_config --version | tr -dc 0-9.");
+  const std::string version = output(bin + "/pg_config --version | cut -d' ' -f2");
   const fs::path root = fs::temp_directory_path() /
                         ("trelvis-pg-template-" + version + "-" + std::to_string(::geteuid()));
   const fs::path data = root / "data";
@@ -100,14 +104,20 @@ PostgresTestCluster::PostgresTestCluster() {
                  " -c listen_addresses= -c fsync=off -c synchronous_commit=off"
                  " -c full_page_writes=off\" start > /dev/null",
              "starting PostgreSQL", log);
+  // A test program that crashes never runs the destructor: a watcher outlives it
+  // and stops the server then.
+  std::system(("(while kill -0 " + std::to_string(::getpid()) + " 2>/dev/null; do sleep 1; done; " +
+               stopCommand() + ") </dev/null >/dev/null 2>&1 &")
+                  .c_str());
+}
+
+std::string PostgresTestCluster::stopCommand() const {
+  return asOwner(binDirectory_ + "/pg_ctl -D " + directory_ + "/data -m immediate -w stop") +
+         " >/dev/null 2>&1; rm -rf " + directory_;
 }
 
 PostgresTestCluster::~PostgresTestCluster() {
-  const std::string stop =
-      binDirectory_ + "/pg_ctl -D " + directory_ + "/data -m immediate -w stop > /dev/null 2>&1";
-  std::system((isRoot() ? "runuser -u postgres -- sh -c '" + stop + "'" : stop).c_str());
-  std::error_code ignored;
-  fs::remove_all(directory_, ignored);
+  std::system(stopCommand().c_str());
 }
 
 std::string PostgresTestCluster::createDatabase() {

@@ -26,6 +26,8 @@ class PostgresTestCluster {
 
  private:
   PostgresTestCluster();
+  // Stops the server and removes its directory, as a shell command line.
+  std::string stopCommand() const;
 
   std::string binDirectory_;
   std::string directory_;

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -41,7 +42,10 @@ Spawned spawn(const std::vector<std::string>& arguments, const std::string& stan
   const pid_t pid = ::fork();
   if (pid < 0) throw std::runtime_error("cannot fork trelvis-server");
   if (pid == 0) {
-    // Only async-signal-safe calls between fork and exec.
+    // Only async-signal-safe calls between fork and exec. A test program that
+    // crashes takes its servers with it.
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (::getppid() == 1) ::_exit(127);
     int outFd = out[1];
     if (!standardOutputFile.empty()) outFd = ::open(standardOutputFile.c_str(), O_WRONLY);
     if (outFd < 0 || ::dup2(outFd, STDOUT_FILENO) < 0 || ::dup2(err[1], STDERR_FILENO) < 0) {

@@ -11,6 +11,9 @@
 //   // ... POST {base}/v1/auth/email-codes for "ann@example.com" ...
 //   std::string code = server.waitForVerificationCode("ann@example.com");
 //
+// The server is killed when the thread that started it ends, so a crashing test
+// leaves no server behind: start it from the test's own thread.
+//
 // Password hashing is made cheap by default, so that tests that register many
 // accounts stay fast; the hashing itself is the same Argon2id.
 
