@@ -69,7 +69,7 @@ class HttpServer {
     std::chrono::seconds keepAliveTimeout{5};
     // After this many requests a connection is closed, so that clients waiting for
     // a worker get their turn.
-    std::size_t keepAliveRequests = 100;
+    std::size_t keepAliveRequests = 10;
     std::size_t jsonBodyLimit = 64 * 1024;
     std::size_t multipartBodyLimit = 16 * 1024 * 1024;
   };
