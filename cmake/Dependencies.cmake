@@ -23,3 +23,9 @@ pkg_check_modules(XEXT REQUIRED IMPORTED_TARGET xext)
 find_package(Qt6 REQUIRED COMPONENTS Core)
 # The Secret Service (libsecret over GLib's D-Bus) that keeps the refresh token.
 pkg_check_modules(LIBSECRET REQUIRED IMPORTED_TARGET libsecret-1)
+# The reference server: cpp-httplib (its pkg-config flags switch on TLS, which the
+# library was built with), Argon2id and SHA-256 from libsodium, SQLite and libpq.
+pkg_check_modules(SERVER_HTTPLIB REQUIRED IMPORTED_TARGET cpp-httplib)
+pkg_check_modules(SODIUM REQUIRED IMPORTED_TARGET libsodium)
+pkg_check_modules(SQLITE3 REQUIRED IMPORTED_TARGET sqlite3)
+pkg_check_modules(LIBPQ REQUIRED IMPORTED_TARGET libpq)

@@ -1,0 +1,119 @@
+// Plans, quota days and the ledger on a real SQLite store with a clock the test
+// moves; the replies are read by the client's own rules (the membership status by
+// its rules of trust, the quota refusal by the lookup client's decoder).
+
+#include "server/membership/membership_service.h"
+
+#include <filesystem>
+
+#include <gtest/gtest.h>
+
+#include "base/json_decode.h"
+#include "core/lookup/lookup_decoding.h"
+#include "core/lookup/lookup_error.h"
+#include "server/http/replies.h"
+#include "server/store/open_store.h"
+#include "server/support/wire_shapes.h"
+
+namespace trelvis::server {
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+
+Timestamp at(std::string_view iso) {
+  return *parseIso8601(iso);
+}
+
+class MembershipServiceTest : public ::testing::Test {
+ protected:
+  MembershipServiceTest() { EXPECT_TRUE(store_->insertUser(ann_)); }
+  ~MembershipServiceTest() override {
+    store_.reset();
+    fs::remove_all(directory_);
+  }
+
+  // The status as the client reads it; fails the test when the client would not
+  // trust it.
+  wire::MembershipStatus clientStatus() {
+    const wire::MembershipStatus status =
+        wire::decodeMembershipStatus(membershipStatusBody(membership_.status(ann_)));
+    EXPECT_EQ(status.problem(), "") << membershipStatusBody(membership_.status(ann_));
+    return status;
+  }
+
+  static fs::path temporaryDirectory() {
+    std::string pattern = (fs::temp_directory_path() / "membership-XXXXXX").string();
+    return ::mkdtemp(pattern.data());
+  }
+
+  fs::path directory_ = temporaryDirectory();
+  std::unique_ptr<Store> store_ = openStore("sqlite:" + (directory_ / "db").string(), 4);
+  Timestamp now_ = at("2026-03-01T23:59:59.999Z");
+  MembershipService membership_{*store_, [this] { return now_; }, 3};
+  UserRecord ann_{"ann", "ann@example.com", "hash", {}, at("2026-01-01T00:00:00Z")};
+};
+
+TEST_F(MembershipServiceTest, AFreeDayRunsFromMidnightToMidnightUtc) {
+  wire::MembershipStatus status = clientStatus();
+  EXPECT_EQ(status.plan, "free");
+  EXPECT_EQ(status.periodStart, at("2026-03-01T00:00:00Z"));
+  EXPECT_EQ(status.resetAt, at("2026-03-02T00:00:00Z"));
+  EXPECT_EQ(status.remaining, 3);
+
+  for (int i = 0; i < 3; ++i) EXPECT_TRUE(membership_.chargeTranslation(ann_).charged);
+  const TranslationChargeResult refused = membership_.chargeTranslation(ann_);
+  EXPECT_FALSE(refused.charged);
+  EXPECT_EQ(clientStatus().remaining, 0);
+
+  // The refusal as the lookup client reads a 429 body: a quota failure whose
+  // snapshot it trusts.
+  const auto failure = json::decodeText<LookupStreamFailure>(quotaExhaustedBody(*refused.quota));
+  const LookupError error =
+      LookupError::fromTransport(LookupTransportError::quotaExhausted(failure));
+  EXPECT_EQ(error.code(), LookupErrorCode::translationQuotaExhausted);
+  ASSERT_TRUE(error.quota()) << "the client dropped the snapshot as implausible";
+  EXPECT_EQ(error.quota()->used, 3);
+  EXPECT_EQ(error.quota()->remaining, 0);
+  EXPECT_EQ(error.quota()->resetAt, at("2026-03-02T00:00:00Z"));
+
+  now_ += 1ms;  // midnight: a new day with a fresh quota
+  status = clientStatus();
+  EXPECT_EQ(status.periodStart, at("2026-03-02T00:00:00Z"));
+  EXPECT_EQ(status.used, 0);
+  EXPECT_TRUE(membership_.chargeTranslation(ann_).charged);
+  EXPECT_EQ(membership_.summary(ann_).lookupCount, 4);
+}
+
+TEST_F(MembershipServiceTest, ProIsUnlimitedUntilItExpiresAndSeedIsUnlimited) {
+  ann_.plan = {PlanCode::pro, at("2026-03-02T00:00:00Z"), std::nullopt};
+  EXPECT_EQ(clientStatus().plan, "pro");
+  for (int i = 0; i < 5; ++i) {
+    const TranslationChargeResult charge = membership_.chargeTranslation(ann_);
+    EXPECT_TRUE(charge.charged);
+    EXPECT_FALSE(charge.quota);
+  }
+
+  now_ += 1ms;  // the grant ends exactly now: metered again, and charged again
+  const wire::MembershipStatus lapsed = clientStatus();
+  EXPECT_EQ(lapsed.plan, "free");
+  EXPECT_EQ(lapsed.proExpiresAt, at("2026-03-02T00:00:00Z"));
+  EXPECT_TRUE(membership_.chargeTranslation(ann_).charged);
+
+  ann_.plan = {PlanCode::seed, std::nullopt, at("2026-02-01T00:00:00Z")};
+  const wire::MembershipStatus seed = clientStatus();
+  EXPECT_EQ(seed.plan, "seed");
+  EXPECT_EQ(seed.seedGrantedAt, at("2026-02-01T00:00:00Z"));
+
+  // A free account that still carries a future grant must not send it.
+  ann_.plan = {PlanCode::free, at("2027-01-01T00:00:00Z"), std::nullopt};
+  EXPECT_EQ(clientStatus().proExpiresAt, std::nullopt);
+  const wire::HomeSummary summary =
+      wire::decodeHomeSummary(homeSummaryBody(membership_.summary(ann_)));
+  EXPECT_TRUE(summary.wellFormed());
+  EXPECT_EQ(summary.lookupCount, 6);
+  EXPECT_EQ(summary.snapshotAt, now_);
+}
+
+}  // namespace
+}  // namespace trelvis::server
