@@ -15,30 +15,21 @@ TEST(TargetLanguageTest, PreferredTagsMapOntoSupportedCodes) {
     std::optional<std::string_view> expected;
   };
   const Case cases[] = {
-      {"zh-CN", "zh-Hans"},
       {"zh_CN.UTF-8", "zh-Hans"},
-      {"zh-Hans-CN", "zh-Hans"},
-      {"zh-SG", "zh-Hans"},
-      {"zh", "zh-Hans"},
       {"zh-Hans-HK", "zh-Hans"},
+      {"zh", "zh-Hans"},
       {"zh-TW", std::nullopt},
-      {"zh-Hant", std::nullopt},
       {"zh_HK.UTF-8", std::nullopt},
       {"zh-Hant-CN", std::nullopt},
       {"pt-BR", "pt"},
-      {"en_US.UTF-8", "en"},
       {"de_DE@euro", "de"},
       {"JA_jp", "ja"},
       {" ko-KR\n", "ko"},
       {"es-419", "es"},
-      {"fr", "fr"},
-      {"C", std::nullopt},
       {"C.UTF-8", std::nullopt},
-      {"POSIX", std::nullopt},
       {"", std::nullopt},
       {"it_IT", std::nullopt},
       {"eng", std::nullopt},
-      {"english", std::nullopt},
   };
   for (const Case& c : cases) {
     EXPECT_EQ(supportedTargetLanguageForTag(c.tag), c.expected) << c.tag;
