@@ -175,26 +175,6 @@ TEST_F(TaskTest, DroppedHandleLetsTheTaskRunOn) {
   EXPECT_TRUE(finished);
 }
 
-TEST_F(TaskTest, ThirtySecondVirtualSleepIsFastAndOrderedWithOtherTimers) {
-  Log log;
-  auto sleeper = [&](std::string name, Duration d) {
-    return spawn(main_, [&log, name, d]() -> Async<void> {
-      co_await sleepFor(d);
-      log.push_back(name);
-    });
-  };
-  auto wallStart = std::chrono::steady_clock::now();
-  auto long1 = sleeper("30s first", 30s);
-  auto short1 = sleeper("10s", 10s);
-  auto long2 = sleeper("30s second", 30s);
-  other_->postAfter(20s, [&] { log.push_back("20s job"); });
-  scheduler_.advanceBy(29s);
-  EXPECT_EQ(log, (Log{"10s", "20s job"}));
-  scheduler_.advanceBy(1s);
-  EXPECT_EQ(log, (Log{"10s", "20s job", "30s first", "30s second"}));
-  EXPECT_LT(std::chrono::steady_clock::now() - wallStart, 1s);
-}
-
 TEST_F(TaskTest, CancellationHandlerRunsExactlyOnce) {
   struct Case {
     const char* name;
