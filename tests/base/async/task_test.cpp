@@ -88,7 +88,9 @@ TEST_F(TaskTest, ResumesOnItsOwnExecutorAfterAwaitingWorkOnAnother) {
     seen.push_back(Executor::current());
     co_return n;
   });
-  scheduler_.advanceBy(5ms);
+  scheduler_.advanceBy(4ms);
+  EXPECT_FALSE(task.isDone());  // the sleep ends at exactly 5 ms of virtual time
+  scheduler_.advanceBy(1ms);
   EXPECT_EQ(task.value(), 7);
   EXPECT_EQ(seen, (std::vector<Executor*>{other_.get(), main_.get()}));
 }
