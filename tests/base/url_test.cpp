@@ -60,7 +60,9 @@ TEST(UrlTest, RejectsRelativeEmptyAndMalformedText) {
       "http:/h/",
       "http:///h/",
       "1http://h/",
+      "ht_tp://h/",
       "mailto:someone@h.com",
+      "http://h/a b",
       "http://h:65536/",
       "http://h/\x01",
       // curl cannot write these so that they read back the same.

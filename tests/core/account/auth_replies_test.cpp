@@ -54,6 +54,8 @@ TEST(AuthRepliesTest, EveryReplyMapsToItsResult) {
        "pair a1 r1 900 u1 <a@b.co>"},
       {E::tokenPair, 201, "{" + pair + "}", "pair a1 r1 900 without user"},
       {E::tokenPair, 200, "{" + pair + R"(,"user":"u1"})", "pair a1 r1 900 without user"},
+      {E::tokenPair, 200, "{" + pair + R"(,"user":{"email":"a@b.co"}})",
+       "pair a1 r1 900 without user"},
       {E::tokenPair, 200, "{" + pair + R"(,"user":{"id":"u1","email":""}})",
        "pair a1 r1 900 without user"},
       {E::tokenPair, 200, "{" + pair + R"(,"user":{"id":7,"email":"a@b.co"}})",
@@ -61,6 +63,8 @@ TEST(AuthRepliesTest, EveryReplyMapsToItsResult) {
       {E::tokenPair, 200, R"({"accessToken":"a1","refreshToken":"r1","expiresIn":"900"})",
        "AuthSessionError.invalidResponse"},
       {E::tokenPair, 200, R"({"accessToken":"","refreshToken":"r1","expiresIn":900})",
+       "AuthSessionError.invalidResponse"},
+      {E::tokenPair, 200, R"({"accessToken":"a1","refreshToken":"","expiresIn":900})",
        "AuthSessionError.invalidResponse"},
       {E::tokenPair, 200, R"({"accessToken":"a1","expiresIn":900})",
        "AuthSessionError.invalidResponse"},
@@ -104,6 +108,7 @@ TEST(AuthRepliesTest, EveryReplyMapsToItsResult) {
       {E::passwordReset, 204, "", "ok"},
       {E::passwordReset, 200, "not json", "ok"},
       {E::passwordReset, 403, "", "AuthSessionError.verificationCodeInvalid"},
+      {E::passwordReset, 503, "", "AuthSessionError.server()"},
       {E::passwordReset, 0, "refused", "AuthSessionError.network(refused)"},
   };
   for (const Case& c : cases) {

@@ -52,7 +52,7 @@ TEST(LookupModelTest, QuotaIsTrustworthyOnlyWhenConsistent) {
     bool trustworthy;
   };
   const Case cases[] = {
-      {5, 5, 0, true},  {6, 5, 0, true},   {3, 10, 7, true},  {5, 5, 1, false},
+      {5, 5, 0, true},  {6, 5, 0, true},   {0, 10, 10, true}, {5, 5, 1, false},
       {0, 0, 0, false}, {-1, 5, 6, false}, {6, 5, -1, false}, {INT64_MAX, 1, 0, true},
   };
   for (const Case& c : cases) {
