@@ -116,6 +116,10 @@ struct Harness {
     return result;
   }
 
+  // The path and the JSON body of the newest request.
+  std::string lastPath() const { return transport->exchanges().back()->request().url.path(); }
+  Json lastBody() const { return Json::parse(transport->exchanges().back()->body()); }
+
   std::optional<std::string> storedToken() const { return tokens->token(kService, "refreshToken"); }
   void storeToken(const std::string& token) { tokens->put(kService, "refreshToken", token); }
 
@@ -153,7 +157,7 @@ TEST(AuthSessionCoordinatorTest, TenConcurrentForcedRefreshesMakeOnePostAndOneWr
   ASSERT_EQ(h.recent().size(), 1u);
   const HttpRequest& refresh = h.transport->last().request();
   EXPECT_EQ(refresh.url.absoluteString(), "https://api.test/trelvis/v1/auth/refresh");
-  EXPECT_EQ(Json::parse(h.transport->last().body()), (Json{{"refreshToken", "r0"}}));
+  EXPECT_EQ(h.lastBody(), (Json{{"refreshToken", "r0"}}));
   EXPECT_FALSE(refresh.headers.contains("Authorization"));
 
   h.reply(200, pairReply("a1", "r1", kAda));
@@ -189,7 +193,7 @@ TEST(AuthSessionCoordinatorTest, LogoutDuringARefreshSignsOutAndTheRefreshIsDrop
 
   ASSERT_EQ(h.paths().size(), 2u);
   EXPECT_EQ(h.paths()[1], "/trelvis/v1/auth/logout");
-  EXPECT_EQ(Json::parse(h.transport->last().body()), (Json{{"refreshToken", "r1"}}));
+  EXPECT_EQ(h.lastBody(), (Json{{"refreshToken", "r1"}}));
   h.reply(500, R"({"detail":"down"})");
   EXPECT_EQ(logout.value(), AuthSessionSnapshot::signedOut());
 
@@ -206,8 +210,7 @@ TEST(AuthSessionCoordinatorTest, ALoginDuringARefreshWinsAndTheRefreshResultIsDi
   auto login = h.begin([](auto& s) { return s.login("grace@example.com", "password1"); });
   ASSERT_EQ(h.paths(),
             (std::vector<std::string>{"/trelvis/v1/auth/refresh", "/trelvis/v1/auth/login"}));
-  EXPECT_EQ(Json::parse(h.transport->last().body()),
-            (Json{{"email", "grace@example.com"}, {"password", "password1"}}));
+  EXPECT_EQ(h.lastBody(), (Json{{"email", "grace@example.com"}, {"password", "password1"}}));
 
   h.reply(200, pairReply("a2", "r2", kGrace), &h.transport->last());
   EXPECT_EQ(login.value(), signedIn(kGrace));
@@ -234,7 +237,7 @@ TEST(AuthSessionCoordinatorTest, AStaleRefreshLeavesTheNewerOneInPlace) {
   ASSERT_EQ(h.paths(),
             (std::vector<std::string>{"/trelvis/v1/auth/refresh", "/trelvis/v1/auth/login",
                                       "/trelvis/v1/auth/refresh"}));
-  EXPECT_EQ(Json::parse(h.transport->last().body()), (Json{{"refreshToken", "r2"}}));
+  EXPECT_EQ(h.lastBody(), (Json{{"refreshToken", "r2"}}));
 
   // A third caller still joins the running refresh.
   auto joiner = h.begin([](auto& s) { return s.getAccessToken(true); });
@@ -288,7 +291,7 @@ TEST(AuthSessionCoordinatorTest, ARefreshSignsOutOnlyWhenTheServerRejectsTheToke
       EXPECT_EQ(h.published, (std::vector{signedIn(kAda)}));
       auto retry = h.begin([](auto& s) { return s.getAccessToken(false); });
       ASSERT_EQ(h.recent().size(), 2u) << "the access token was kept";
-      EXPECT_EQ(Json::parse(h.transport->last().body()), (Json{{"refreshToken", "r1"}}));
+      EXPECT_EQ(h.lastBody(), (Json{{"refreshToken", "r1"}}));
       h.reply(200, pairReply("a2", "r2"));
       EXPECT_EQ(retry.value(), token("a2"));
       EXPECT_EQ(h.published.back(), signedIn(kAda)) << "a pair without a user keeps the stored one";
@@ -467,8 +470,8 @@ TEST(AuthSessionCoordinatorTest, RegistrationCallsBackOnceBeforeItsTokensAreSave
 
   auto taken =
       h.begin([](auto& s) { return s.registerAccount("ada@example.com", "pw", "123456"); });
-  EXPECT_EQ(h.transport->last().request().url.path(), "/trelvis/v1/auth/register");
-  EXPECT_EQ(Json::parse(h.transport->last().body()),
+  EXPECT_EQ(h.lastPath(), "/trelvis/v1/auth/register");
+  EXPECT_EQ(h.lastBody(),
             (Json{{"email", "ada@example.com"}, {"password", "pw"}, {"code", "123456"}}));
   h.reply(409, "");
   EXPECT_EQ(taken.value(), AuthResult<AuthSessionSnapshot>(
@@ -494,8 +497,8 @@ TEST(AuthSessionCoordinatorTest, EmailCodesAndPasswordResetsSendTheirFieldsAndLe
                         Case{EmailCodePurpose::passwordReset, "password_reset"}}) {
     auto code =
         h.begin([&c](auto& s) { return s.sendEmailCode("ada@example.com", c.purpose, "zh"); });
-    EXPECT_EQ(h.transport->last().request().url.path(), "/trelvis/v1/auth/email-codes");
-    EXPECT_EQ(Json::parse(h.transport->last().body()),
+    EXPECT_EQ(h.lastPath(), "/trelvis/v1/auth/email-codes");
+    EXPECT_EQ(h.lastBody(),
               (Json{{"email", "ada@example.com"}, {"purpose", c.wire}, {"locale", "zh"}}));
     h.reply(202, R"({"cooldownSeconds":60})");
     EXPECT_EQ(code.value(), int64_t{60});
@@ -503,8 +506,8 @@ TEST(AuthSessionCoordinatorTest, EmailCodesAndPasswordResetsSendTheirFieldsAndLe
 
   auto reset =
       h.begin([](auto& s) { return s.resetPassword("ada@example.com", "123456", "new pw"); });
-  EXPECT_EQ(h.transport->last().request().url.path(), "/trelvis/v1/auth/password/reset");
-  EXPECT_EQ(Json::parse(h.transport->last().body()),
+  EXPECT_EQ(h.lastPath(), "/trelvis/v1/auth/password/reset");
+  EXPECT_EQ(h.lastBody(),
             (Json{{"email", "ada@example.com"}, {"code", "123456"}, {"newPassword", "new pw"}}));
   h.reply(204, "");
   EXPECT_TRUE(reset.value().has_value());
