@@ -18,6 +18,7 @@
 #include "core/prefs/english_pronunciation_store.h"
 #include "core/prefs/in_memory_preference_store.h"
 #include "core/prefs/pronunciation_settings_store.h"
+#include "support/fake_environment.h"
 #include "support/fake_lookup_pipeline.h"
 
 namespace trelvis {
@@ -394,11 +395,7 @@ TEST_F(LookupCoordinatorTest, TheCaseRecorderKeepsTheImageTheRequestAndTheEvents
   const auto directory =
       std::filesystem::temp_directory_path() / ("trelvis-cases-" + Uuid::random().toString());
   const auto configuration = LookupCaseRecorder::configurationFrom(
-      [&](std::string_view name) -> std::optional<std::string> {
-        if (name == "TRELVIS_CASE_RECORDER") return "1";
-        if (name == "TRELVIS_CASE_DIR") return directory.string();
-        return std::nullopt;
-      },
+      environmentOf({{"TRELVIS_CASE_RECORDER", "1"}, {"TRELVIS_CASE_DIR", directory.string()}}),
       "/ignored");
   LookupCaseRecorder enabled{configuration, service};
   auto recording = std::make_shared<LookupCoordinator>(LookupCoordinator::Dependencies{

@@ -1,10 +1,10 @@
 #include "core/prefs/target_language.h"
 
 #include "core/prefs/preferred_languages.h"
+#include "support/fake_environment.h"
 
 #include <gtest/gtest.h>
 
-#include <map>
 
 namespace trelvis {
 namespace {
@@ -55,7 +55,7 @@ TEST(TargetLanguageTest, PreferredTagsMapOntoSupportedCodes) {
 
 TEST(TargetLanguageTest, PreferredLanguagesComeFromTheLocaleEnvironmentInPrecedence) {
   struct Case {
-    std::map<std::string, std::string, std::less<>> environment;
+    EnvironmentTable environment;
     std::vector<std::string> expected;
   };
   const Case cases[] = {
@@ -66,12 +66,7 @@ TEST(TargetLanguageTest, PreferredLanguagesComeFromTheLocaleEnvironmentInPrecede
       {{{"LC_ALL", "C"}, {"LANG", "ko_KR.UTF-8"}}, {"C", "ko_KR.UTF-8"}},
   };
   for (const Case& c : cases) {
-    const EnvironmentLookup lookup = [&c](std::string_view name) -> std::optional<std::string> {
-      const auto found = c.environment.find(name);
-      if (found == c.environment.end()) return std::nullopt;
-      return found->second;
-    };
-    EXPECT_EQ(preferredLanguagesFromEnvironment(lookup), c.expected);
+    EXPECT_EQ(preferredLanguagesFromEnvironment(environmentOf(c.environment)), c.expected);
   }
 }
 
