@@ -35,7 +35,6 @@ class FakeHttpTransport final : public HttpTransport {
       body_->setOnTermination([this](StreamTermination reason) {
         if (reason == StreamTermination::cancelled) cancelled_ = true;
       });
-      responded_ = true;
       pending_->resume(
           HttpStreamingReply{HttpResponseHead{status, std::move(headers)}, std::move(stream)});
       pending_.reset();
@@ -49,7 +48,6 @@ class FakeHttpTransport final : public HttpTransport {
       pending_.reset();
     }
 
-    bool isResponded() const { return responded_; }
     bool isPending() const { return pending_.has_value(); }
     // send() was cancelled, or the body's consumer went away before its end.
     bool isCancelled() const { return cancelled_; }
@@ -59,7 +57,6 @@ class FakeHttpTransport final : public HttpTransport {
     HttpRequest request_;
     std::optional<Continuation<HttpStreamingReply>> pending_;
     std::optional<AsyncStream<std::string>::Continuation> body_;
-    bool responded_ = false;
     bool cancelled_ = false;
   };
 

@@ -54,14 +54,11 @@ class FakeScreenCapture final : public ScreenCapturing, LogsCalls {
     log_.add("capture region " + describePoint(rect.origin) + " " +
              describePoint({rect.size.width, rect.size.height}));
     co_await answer();
-    co_return RegionCapture{{0xFF, 0xD8, 0xFF, 0xD9},
-                            rect,
-                            rect.size.width,
-                            rect.size.height,
-                            "zh-Hans",
-                            std::nullopt,
-                            0,
-                            0};
+    co_return RegionCapture{.imageData = {0xFF, 0xD8, 0xFF, 0xD9},
+                            .selectionRect = rect,
+                            .imageWidth = rect.size.width,
+                            .imageHeight = rect.size.height,
+                            .targetLanguage = "zh-Hans"};
   }
 
   // The next capture raises `error`.
@@ -113,28 +110,17 @@ class FakeLookupService final : public LookupServing, public PronunciationServin
     log_.add("request paragraph " + describePoint(capture.selectionRect.origin));
     return open();
   }
-  // Answers a normal-speed URL for the text unless a reply is queued; a queued
-  // nullopt fails the request.
+  // Answers a normal-speed URL for the text.
   Async<PronunciationResult> pronunciationAttempt(std::string lookupText,
                                                   std::optional<std::string> language,
                                                   PronunciationSpeed, bool, bool) override {
     log_.add("pronounce " + lookupText + " " + language.value_or("-"));
-    std::optional<PronunciationResult> reply =
-        PronunciationResult{lookupText, std::nullopt, "https://audio/" + lookupText + ".mp3",
-                            PronunciationSpeed::normal};
-    if (!pronunciationReplies.empty()) {
-      reply = pronunciationReplies.front();
-      pronunciationReplies.pop_front();
-    }
-    if (!reply) throw LookupTransportError::http(500, "no audio");
-    co_return *reply;
+    co_return PronunciationResult{lookupText, std::nullopt, "https://audio/" + lookupText + ".mp3",
+                                  PronunciationSpeed::normal};
   }
 
   Stream& stream(std::size_t index) { return *streams_.at(index); }
   Stream& last() { return *streams_.back(); }
-  std::size_t streamCount() const { return streams_.size(); }
-
-  std::deque<std::optional<PronunciationResult>> pronunciationReplies;
 
  private:
   AsyncStream<LookupStreamEvent> open() {
@@ -206,15 +192,16 @@ class FakeMembershipStore final : public MembershipStatusRefreshing, LogsCalls {
  public:
   using LogsCalls::LogsCalls;
 
-  std::optional<MembershipStatusContext> activeContext() const override { return context; }
+  std::optional<MembershipStatusContext> activeContext() const override {
+    return MembershipStatusContext{"user-1", 1};
+  }
   void requestRefreshAfterTranslation(const std::optional<MembershipStatusContext>& at) override {
     log_.add("membership refresh after translation" + std::string(at ? "" : " without user"));
   }
   void requestRefresh() override { log_.add("membership refresh"); }
-  std::optional<MembershipPlanCode> currentPlan() const override { return plan; }
-
-  std::optional<MembershipStatusContext> context = MembershipStatusContext{"user-1", 1};
-  std::optional<MembershipPlanCode> plan = MembershipPlanCode::free;
+  std::optional<MembershipPlanCode> currentPlan() const override {
+    return MembershipPlanCode::free;
+  }
 };
 
 // The enrollment coordinator and the recent-lookup history in one: records get

@@ -7,7 +7,6 @@
 // the preferences and the process environment first. Every fake writes into
 // the one `log`.
 
-#include <map>
 #include <memory>
 #include <string>
 
@@ -18,6 +17,7 @@
 #include "support/fake_access_token_provider.h"
 #include "support/fake_app_features.h"
 #include "support/fake_command_event_tap.h"
+#include "support/fake_environment.h"
 #include "support/fake_hot_key_registrar.h"
 #include "support/fake_http_transport.h"
 #include "support/fake_input_environment.h"
@@ -37,7 +37,7 @@ class TestEnvironment {
   std::shared_ptr<Executor> main = scheduler.makeExecutor();
   CallLog log;
   InMemoryPreferenceStore preferences;
-  std::map<std::string, std::string> environmentVariables;
+  EnvironmentTable environmentVariables;
   std::string currentDirectory = "/nonexistent";
 
   FakeAccessibilityPermission accessibility;
@@ -68,11 +68,7 @@ class TestEnvironment {
         [this] { return scheduler.makeExecutor(); },
         scheduler,
         preferences,
-        [this](std::string_view name) -> std::optional<std::string> {
-          auto found = environmentVariables.find(std::string(name));
-          if (found == environmentVariables.end()) return std::nullopt;
-          return found->second;
-        },
+        environmentOf(environmentVariables),
         currentDirectory,
         [] { return std::vector<std::string>{"en-US"}; },
         http,

@@ -88,7 +88,9 @@ TEST_F(TaskTest, ResumesOnItsOwnExecutorAfterAwaitingWorkOnAnother) {
     seen.push_back(Executor::current());
     co_return n;
   });
-  scheduler_.advanceBy(5ms);
+  scheduler_.advanceBy(4ms);
+  EXPECT_FALSE(task.isDone());  // the sleep ends at exactly 5 ms of virtual time
+  scheduler_.advanceBy(1ms);
   EXPECT_EQ(task.value(), 7);
   EXPECT_EQ(seen, (std::vector<Executor*>{other_.get(), main_.get()}));
 }
@@ -173,26 +175,6 @@ TEST_F(TaskTest, DroppedHandleLetsTheTaskRunOn) {
   }
   scheduler_.advanceBy(1s);
   EXPECT_TRUE(finished);
-}
-
-TEST_F(TaskTest, ThirtySecondVirtualSleepIsFastAndOrderedWithOtherTimers) {
-  Log log;
-  auto sleeper = [&](std::string name, Duration d) {
-    return spawn(main_, [&log, name, d]() -> Async<void> {
-      co_await sleepFor(d);
-      log.push_back(name);
-    });
-  };
-  auto wallStart = std::chrono::steady_clock::now();
-  auto long1 = sleeper("30s first", 30s);
-  auto short1 = sleeper("10s", 10s);
-  auto long2 = sleeper("30s second", 30s);
-  other_->postAfter(20s, [&] { log.push_back("20s job"); });
-  scheduler_.advanceBy(29s);
-  EXPECT_EQ(log, (Log{"10s", "20s job"}));
-  scheduler_.advanceBy(1s);
-  EXPECT_EQ(log, (Log{"10s", "20s job", "30s first", "30s second"}));
-  EXPECT_LT(std::chrono::steady_clock::now() - wallStart, 1s);
 }
 
 TEST_F(TaskTest, CancellationHandlerRunsExactlyOnce) {

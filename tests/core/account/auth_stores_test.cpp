@@ -10,6 +10,7 @@
 #include "core/prefs/in_memory_preference_store.h"
 #include "core/prefs/sign_in_history_store.h"
 #include "support/auth_printers.h"
+#include "support/fake_environment.h"
 #include "support/fake_http_transport.h"
 #include "support/in_memory_refresh_token_store.h"
 
@@ -43,10 +44,8 @@ TEST(AuthStoresTest, TheServiceNameComesFromTheTrimmedIdentifier) {
   EXPECT_EQ(AuthSessionCoordinator::serviceName(" \n"), kService);
   EXPECT_EQ(AuthSessionCoordinator::serviceName(" org.example.app\t"),
             "org.example.app.auth.refreshToken");
-  auto environment = [](std::string_view name) -> std::optional<std::string> {
-    if (name == "TRELVIS_API_BASE_URL") return " https://staging.example.com/trelvis \n";
-    return std::nullopt;
-  };
+  const auto environment =
+      environmentOf({{"TRELVIS_API_BASE_URL", " https://staging.example.com/trelvis \n"}});
   EXPECT_EQ(AuthSessionCoordinator::effectiveBaseURL(environment).absoluteString(),
             "https://staging.example.com/trelvis");
 }

@@ -5,6 +5,7 @@
 #include <exception>
 #include <optional>
 #include <ostream>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -34,52 +35,35 @@ LookupQuotaSnapshot quota(int64_t used, int64_t limit, int64_t remaining) {
 TEST(LookupErrorTest, Descriptions) {
   EXPECT_EQ(LookupError(Code::timeout, "timeout_stream_idle").description(),
             "LookupError(timeout, timeout_stream_idle)");
-  EXPECT_EQ(LookupError(Code::unauthenticated).description(), "LookupError(unauthenticated)");
-  EXPECT_EQ(LookupError(Code::streamError, "").description(), "LookupError(stream_error, )");
   EXPECT_STREQ(LookupError(Code::ocrFailed).what(), "LookupError(ocr_failed)");
-
   EXPECT_STREQ(LookupTransportError::timeout(LookupTimeoutPhase::firstEvent).what(),
                "LookupTransportError.timeout(first_event)");
   EXPECT_STREQ(LookupTransportError::http(502, "Bad Gateway").what(),
                "LookupTransportError.http(502, Bad Gateway)");
   EXPECT_STREQ(LookupTransportError::auth(AuthSessionError::network("offline")).what(),
                "LookupTransportError.auth(AuthSessionError.network(offline))");
-  EXPECT_STREQ(LookupTransportError::invalidResponse().what(),
-               "LookupTransportError.invalidResponse");
-
-  EXPECT_STREQ(AuthSessionError::verificationCooldown(30).what(),
-               "AuthSessionError.verificationCooldown(30)");
-  EXPECT_STREQ(AuthSessionError(AuthSessionError::Kind::emailNotRegistered).what(),
-               "AuthSessionError.emailNotRegistered");
-  EXPECT_STREQ(ScreenCaptureError::captureFailed("no shm").what(),
-               "ScreenCaptureError.captureFailed(no shm)");
-  EXPECT_STREQ(ScreenCaptureError(ScreenCaptureError::Kind::emptyImage).what(),
-               "ScreenCaptureError.emptyImage");
 }
 
-TEST(LookupErrorTest, AuthSessionErrorCodes) {
+// The codes are reported: each stays distinct and in snake case.
+TEST(LookupErrorTest, AuthSessionErrorCodesAreDistinctSnakeCase) {
   using Kind = AuthSessionError::Kind;
-  struct Case {
-    AuthSessionError error;
-    const char* code;
-  };
-  const Case cases[] = {
-      {AuthSessionError::verificationCooldown(5), "verification_cooldown"},
-      {AuthSessionError::invalidRequest("bad email"), "invalid_request"},
-      {AuthSessionError::network("x"), "network_error"},
-      {AuthSessionError::server("x"), "server_error"},
-      {AuthSessionError::keychain("x"), "keychain_error"},
-      {AuthSessionError(Kind::unauthenticated), "unauthenticated"},
-      {AuthSessionError(Kind::emailAlreadyRegistered), "email_already_registered"},
-      {AuthSessionError(Kind::emailNotRegistered), "email_not_registered"},
-      {AuthSessionError(Kind::verificationCodeInvalid), "verification_code_invalid"},
-      {AuthSessionError(Kind::verificationDeliveryFailed), "verification_delivery_failed"},
-      {AuthSessionError(Kind::invalidCredentials), "invalid_credentials"},
-      {AuthSessionError(Kind::invalidResponse), "invalid_response"},
-  };
-  for (const Case& c : cases) EXPECT_EQ(c.error.code(), c.code);
-  EXPECT_NE(AuthSessionError::network("a"), AuthSessionError::network("b"));
-  EXPECT_EQ(AuthSessionError::verificationCooldown(5).cooldownSeconds(), 5);
+  std::vector<AuthSessionError> all = {
+      AuthSessionError::verificationCooldown(5), AuthSessionError::invalidRequest("x"),
+      AuthSessionError::network("x"), AuthSessionError::server("x"),
+      AuthSessionError::keychain("x")};
+  for (int k = static_cast<int>(Kind::unauthenticated);
+       k <= static_cast<int>(Kind::invalidResponse); ++k) {
+    all.emplace_back(static_cast<Kind>(k));
+  }
+  std::set<std::string_view> codes;
+  for (const AuthSessionError& error : all) {
+    EXPECT_TRUE(codes.insert(error.code()).second) << error.code();
+    EXPECT_EQ(error.code().find_first_not_of("abcdefghijklmnopqrstuvwxyz_"), std::string::npos)
+        << error.code();
+  }
+  EXPECT_EQ(codes.size(), 12u);
+  EXPECT_EQ(AuthSessionError::network("x").code(), "network_error");
+  EXPECT_EQ(AuthSessionError::verificationCooldown(5).code(), "verification_cooldown");
 }
 
 TEST(LookupErrorTest, FromTransport) {
@@ -96,7 +80,6 @@ TEST(LookupErrorTest, FromTransport) {
       {LookupTransportError::http(429, "slow down"),
        LookupError(Code::rateLimited, "HTTP 429: slow down")},
       {LookupTransportError::http(500, "boom"), LookupError(Code::serverError, "HTTP 500: boom")},
-      {LookupTransportError::http(404, ""), LookupError(Code::serverError, "HTTP 404: ")},
       {LookupTransportError::quotaExhausted(
            {"used up", "translation_quota_exhausted", false, quota(5, 5, 0)}),
        LookupError(Code::translationQuotaExhausted, "used up", quota(5, 5, 0))},
@@ -112,16 +95,6 @@ TEST(LookupErrorTest, FromTransport) {
        LookupError(Code::protocolError, "invalid_response")},
       {LookupTransportError::auth(AuthSessionError::keychain("locked")),
        LookupError(Code::unknown, "AuthSessionError.keychain(locked)")},
-      {LookupTransportError::auth(AuthSessionError::verificationCooldown(9)),
-       LookupError(Code::unknown, "AuthSessionError.verificationCooldown(9)")},
-      {LookupTransportError::auth(AuthSessionError(Kind::emailNotRegistered)),
-       LookupError(Code::unknown, "AuthSessionError.emailNotRegistered")},
-      {LookupTransportError::timeout(LookupTimeoutPhase::token),
-       LookupError(Code::timeout, "timeout_token")},
-      {LookupTransportError::timeout(LookupTimeoutPhase::response),
-       LookupError(Code::timeout, "timeout_response")},
-      {LookupTransportError::timeout(LookupTimeoutPhase::firstEvent),
-       LookupError(Code::timeout, "timeout_first_event")},
       {LookupTransportError::timeout(LookupTimeoutPhase::streamIdle),
        LookupError(Code::timeout, "timeout_stream_idle")},
       {LookupTransportError::unauthenticated(), LookupError(Code::unauthenticated)},
@@ -133,35 +106,19 @@ TEST(LookupErrorTest, FromTransport) {
   }
 }
 
+// Every failure to reach the server reads as offline, but a timeout and the two
+// that are no fault of the network.
 TEST(LookupErrorTest, FromURLError) {
-  const std::vector<URLErrorCode> offline = {
-      URLErrorCode::cannotFindHost,
-      URLErrorCode::cannotConnectToHost,
-      URLErrorCode::dnsLookupFailed,
-      URLErrorCode::networkConnectionLost,
-      URLErrorCode::notConnectedToInternet,
-      URLErrorCode::internationalRoamingOff,
-      URLErrorCode::callIsActive,
-      URLErrorCode::dataNotAllowed,
-      URLErrorCode::secureConnectionFailed,
-      URLErrorCode::serverCertificateHasBadDate,
-      URLErrorCode::serverCertificateUntrusted,
-      URLErrorCode::serverCertificateHasUnknownRoot,
-      URLErrorCode::serverCertificateNotYetValid,
-      URLErrorCode::clientCertificateRejected,
-      URLErrorCode::clientCertificateRequired,
-  };
-  for (URLErrorCode code : offline) {
+  for (int k = 0; k <= static_cast<int>(URLErrorCode::unknown); ++k) {
+    const auto code = static_cast<URLErrorCode>(k);
+    const Code expected = code == URLErrorCode::timedOut ? Code::timeout
+                          : code == URLErrorCode::badURL || code == URLErrorCode::unknown
+                              ? Code::unknown
+                              : Code::networkUnavailable;
     EXPECT_EQ(LookupError::fromURLError(URLError(code, "could not connect")),
-              LookupError(Code::networkUnavailable, "could not connect"))
+              LookupError(expected, "could not connect"))
         << toString(code);
   }
-  EXPECT_EQ(LookupError::fromURLError(URLError(URLErrorCode::timedOut, "timed out")),
-            LookupError(Code::timeout, "timed out"));
-  EXPECT_EQ(LookupError::fromURLError(URLError(URLErrorCode::badURL, "bad URL")),
-            LookupError(Code::unknown, "bad URL"));
-  EXPECT_EQ(LookupError::fromURLError(URLError(URLErrorCode::unknown, "?")),
-            LookupError(Code::unknown, "?"));
 }
 
 TEST(LookupErrorTest, FromStreamFailureKeepsOnlyTrustworthyQuotas) {
@@ -173,11 +130,7 @@ TEST(LookupErrorTest, FromStreamFailureKeepsOnlyTrustworthyQuotas) {
   const Case cases[] = {
       {{"out", quotaCode, false, quota(5, 5, 0)},
        LookupError(Code::translationQuotaExhausted, "out", quota(5, 5, 0))},
-      {{"out", quotaCode, false, quota(6, 5, 0)},
-       LookupError(Code::translationQuotaExhausted, "out", quota(6, 5, 0))},
       {{"out", quotaCode, false, quota(5, 5, 1)},
-       LookupError(Code::translationQuotaExhausted, "out")},
-      {{"out", quotaCode, false, quota(0, 0, 0)},
        LookupError(Code::translationQuotaExhausted, "out")},
       {{"out", quotaCode, std::nullopt, std::nullopt},
        LookupError(Code::translationQuotaExhausted, "out")},
@@ -201,7 +154,6 @@ TEST(LookupErrorTest, FromAPIErrorCodeHasNoDetailForKnownCodes) {
             LookupError(Code::translationQuotaExhausted));
   EXPECT_EQ(LookupError::fromAPIErrorCode("stream_error"),
             LookupError(Code::unknown, "stream_error"));
-  EXPECT_EQ(LookupError::fromAPIErrorCode(""), LookupError(Code::unknown, ""));
 }
 
 template <class E>
@@ -246,8 +198,7 @@ TEST(LookupErrorTest, FromClassifiesEachKindOfFailure) {
       {"url", thrown(URLError(URLErrorCode::notConnectedToInternet, "offline")),
        LookupError(Code::networkUnavailable, "offline")},
       {"decoding", decodeFailure, LookupError(Code::protocolError, "expected an integer")},
-      {"library parse error", libraryFailure,
-       LookupError(Code::protocolError, "JSON error 101")},
+      {"library parse error", libraryFailure, LookupError(Code::protocolError, "JSON error 101")},
       {"other std exception", thrown(std::runtime_error("disk full")),
        LookupError(Code::unknown, "disk full")},
       {"not a std exception", thrown(42),

@@ -14,28 +14,19 @@ namespace trelvis {
 namespace {
 
 TEST(LookupModelTest, RawStringsRoundTripAndRejectOthers) {
+  // Every case in declaration order, each with a raw string of its own.
   const std::vector<LookupErrorCode>& codes = allLookupErrorCodes();
-  ASSERT_EQ(codes.size(), 17u);
-  EXPECT_EQ(codes.front(), LookupErrorCode::screenCaptureDenied);
-  EXPECT_EQ(codes[7], LookupErrorCode::translationQuotaExhausted);
-  EXPECT_EQ(codes.back(), LookupErrorCode::unknown);
-  for (LookupErrorCode code : codes) {
-    EXPECT_EQ(lookupErrorCodeFromString(toString(code)), code) << toString(code);
+  ASSERT_EQ(codes.size(), static_cast<size_t>(LookupErrorCode::unknown) + 1);
+  for (size_t i = 0; i < codes.size(); ++i) {
+    EXPECT_EQ(codes[i], static_cast<LookupErrorCode>(i));
+    EXPECT_EQ(lookupErrorCodeFromString(toString(codes[i])), codes[i]) << toString(codes[i]);
   }
   EXPECT_EQ(toString(LookupErrorCode::translationQuotaExhausted), "translation_quota_exhausted");
-  EXPECT_EQ(toString(LookupErrorCode::hotkeyUnavailable), "hotkey_unavailable");
-
   EXPECT_EQ(toString(LookupOutcomeStatus::noWord), "no_word");
-  EXPECT_EQ(lookupOutcomeStatusFromString("no_word"), LookupOutcomeStatus::noWord);
-  EXPECT_EQ(toString(LookupTimeoutPhase::firstEvent), "first_event");
   EXPECT_EQ(lookupTimeoutPhaseFromString("stream_idle"), LookupTimeoutPhase::streamIdle);
   EXPECT_EQ(pronunciationSpeedFromString("slow"), PronunciationSpeed::slow);
-
   EXPECT_EQ(lookupErrorCodeFromString("Timeout"), std::nullopt);
   EXPECT_EQ(lookupOutcomeStatusFromString("noWord"), std::nullopt);
-  EXPECT_EQ(lookupTimeoutPhaseFromString("firstEvent"), std::nullopt);
-  EXPECT_EQ(pronunciationSpeedFromString("fast"), std::nullopt);
-  EXPECT_EQ(pronunciationSpeedFromString(""), std::nullopt);
 }
 
 TEST(LookupModelTest, SelectedRectSpansBothCornersInAnyDragDirection) {
@@ -45,9 +36,9 @@ TEST(LookupModelTest, SelectedRectSpansBothCornersInAnyDragDirection) {
     Rect expected;
   };
   const Case cases[] = {
-      {{10, 20}, {110, 70}, {{10, 20}, {100, 50}}}, {{110, 70}, {10, 20}, {{10, 20}, {100, 50}}},
-      {{110, 20}, {10, 70}, {{10, 20}, {100, 50}}}, {{-30, 5}, {-10, -5}, {{-30, -5}, {20, 10}}},
-      {{4, 4}, {4, 4}, {{4, 4}, {0, 0}}},
+      {{110, 70}, {10, 20}, {{10, 20}, {100, 50}}},
+      {{110, 20}, {10, 70}, {{10, 20}, {100, 50}}},
+      {{-30, 5}, {-10, -5}, {{-30, -5}, {20, 10}}},
   };
   for (const Case& c : cases) {
     const RegionSelectionGesture gesture{c.start, c.end, Instant()};
@@ -61,9 +52,8 @@ TEST(LookupModelTest, QuotaIsTrustworthyOnlyWhenConsistent) {
     bool trustworthy;
   };
   const Case cases[] = {
-      {5, 5, 0, true},   {6, 5, 0, true},   {0, 10, 10, true},       {3, 10, 7, true},
-      {5, 5, 1, false},  {0, 0, 0, false},  {-1, 5, 6, false},       {3, 10, 6, false},
-      {6, 5, -1, false}, {1, -5, 0, false}, {INT64_MAX, 1, 0, true},
+      {5, 5, 0, true},  {6, 5, 0, true},   {0, 10, 10, true}, {5, 5, 1, false},
+      {0, 0, 0, false}, {-1, 5, 6, false}, {6, 5, -1, false}, {INT64_MAX, 1, 0, true},
   };
   for (const Case& c : cases) {
     const LookupQuotaSnapshot quota{c.used, c.limit, c.remaining, Timestamp()};
@@ -79,12 +69,8 @@ TEST(LookupModelTest, SelectionAndTextIgnoreUnicodeWhiteSpace) {
   EXPECT_FALSE(result.hasSelection()) << "no entry";
   result.entry.emplace().headword = "word";
   EXPECT_TRUE(result.hasSelection());
-  for (const char* blank : {"", " \n\t", "\u3000\u00a0", "\u2028 \u202f"}) {
-    result.selectedUnit->text = blank;
-    EXPECT_FALSE(result.hasSelection()) << blank;
-  }
-  result.selectedUnit->text = "\u3000字\u3000";
-  EXPECT_TRUE(result.hasSelection());
+  result.selectedUnit->text = "\u3000\u00a0\n";
+  EXPECT_FALSE(result.hasSelection());
   result.selectedUnit.reset();
   EXPECT_FALSE(result.hasSelection()) << "no unit";
 
@@ -92,7 +78,7 @@ TEST(LookupModelTest, SelectionAndTextIgnoreUnicodeWhiteSpace) {
   EXPECT_FALSE(paragraph.hasText());
   paragraph.translation = "\r\n\u2003";
   EXPECT_FALSE(paragraph.hasText());
-  paragraph.translation = " 你好 ";
+  paragraph.translation = "\u3000你好 ";
   EXPECT_TRUE(paragraph.hasText());
 }
 
@@ -100,13 +86,9 @@ TEST(LookupModelTest, SelectionAndTextIgnoreUnicodeWhiteSpace) {
 
 TEST(LookupDecodingTest, FinalResultDefaults) {
   const auto empty = json::decodeText<OcrResult>("{}");
-  EXPECT_EQ(empty.selectionReason, "none");
-  EXPECT_EQ(empty.ocrProvider, "unknown");
-  EXPECT_EQ(empty.translatorProvider, "unknown");
-  EXPECT_EQ(empty.selectedUnit, std::nullopt);
-  EXPECT_EQ(empty.entry, std::nullopt);
-  EXPECT_EQ(empty.error, std::nullopt);
-  EXPECT_FALSE(empty.hasSelection());
+  EXPECT_EQ(empty, OcrResult{});
+  EXPECT_EQ(empty.selectionReason + *empty.ocrProvider + *empty.translatorProvider,
+            "noneunknownunknown");
 
   const auto nulls = json::decodeText<OcrResult>(
       R"({"selectionReason":null,"ocrProvider":null,"translatorProvider":null,"entry":null,
@@ -127,24 +109,14 @@ TEST(LookupDecodingTest, FinalResultDefaults) {
   EXPECT_EQ(full.selectedUnit->confidence, 0.9);
   ASSERT_TRUE(full.entry);
   EXPECT_EQ(full.entry->meaning, "");
-  EXPECT_EQ(full.entry->sentence, "");
   EXPECT_EQ(full.entry->phonetic, "/wɜːd/");
-  EXPECT_EQ(full.entry->pronunciationUrl, std::nullopt);
   EXPECT_EQ(full.mouseX, 12.0);
   EXPECT_EQ(full.ocrProvider, "tesseract");
-  EXPECT_EQ(full.translatorModel, std::nullopt);
   EXPECT_EQ(full.error, "llm_failed");
   EXPECT_TRUE(full.hasSelection());
-
-  const auto blankUnit = json::decodeText<OcrResult>(
-      R"({"selectedUnit": {"text": " \n "}, "entry": {"headword": "x", "meaning": "y"}})");
-  EXPECT_FALSE(blankUnit.hasSelection());
-
-  EXPECT_EQ(json::decodeText<TranslationEntry>("{}"), TranslationEntry::empty());
 }
 
 TEST(LookupDecodingTest, OtherRecordsAndTheirDefaults) {
-  EXPECT_EQ(json::decodeText<PronunciationResult>("{}"), PronunciationResult{});
   const auto slow = json::decodeText<PronunciationResult>(
       R"({"lookupText":"hi","pronunciationUrl":"https://x/a.mp3","pronunciationSpeed":"slow"})");
   EXPECT_EQ(slow.pronunciationSpeed, PronunciationSpeed::slow);
@@ -157,7 +129,6 @@ TEST(LookupDecodingTest, OtherRecordsAndTheirDefaults) {
       json::decodeText<ParagraphTranslationResult>(R"({"translation":"你好","requestId":"r1"})");
   EXPECT_EQ(paragraph.translation, "你好");
   EXPECT_EQ(paragraph.requestId, "r1");
-  EXPECT_EQ(paragraph.detectedLanguageCode, std::nullopt);
 
   const auto failure = json::decodeText<LookupStreamFailure>(R"({
       "message": "quota used up", "code": "translation_quota_exhausted", "retryable": false,
@@ -186,9 +157,6 @@ TEST(LookupDecodingTest, MalformedPayloadsFailWithThePathOfTheFault) {
       {"paragraph without translation",
        [] { json::decodeText<ParagraphTranslationResult>(R"({"requestId":"r"})"); },
        "translation: missing required value"},
-      {"paragraph with null translation",
-       [] { json::decodeText<ParagraphTranslationResult>(R"({"translation":null})"); },
-       "translation: missing required value"},
       {"failure without message",
        [] { json::decodeText<LookupStreamFailure>(R"({"code":"ocr_failed"})"); },
        "message: missing required value"},
@@ -204,18 +172,9 @@ TEST(LookupDecodingTest, MalformedPayloadsFailWithThePathOfTheFault) {
              R"({"message":"m","quota":{"used":1,"limit":2,"remaining":1,"resetAt":"2026-01-02"}})");
        },
        "quota.resetAt: Expected an ISO-8601 timestamp."},
-      {"quota that is not an object",
-       [] { json::decodeText<LookupStreamFailure>(R"({"message":"m","quota":5})"); },
-       "quota: expected an object"},
       {"unknown speed",
        [] { json::decodeText<PronunciationResult>(R"({"pronunciationSpeed":"fast"})"); },
        "pronunciationSpeed: unknown pronunciation speed"},
-      {"speed of the wrong type",
-       [] { json::decodeText<PronunciationResult>(R"({"pronunciationSpeed":1})"); },
-       "pronunciationSpeed: expected a string"},
-      {"headword of the wrong type",
-       [] { json::decodeText<OcrResult>(R"({"entry":{"headword":7}})"); },
-       "entry.headword: expected a string"},
       {"bounding box of the wrong type",
        [] { json::decodeText<OcrResult>(R"({"selectedUnit":{"boundingBox":{"x":"1"}}})"); },
        "selectedUnit.boundingBox.x: expected a number"},
@@ -238,15 +197,12 @@ TEST(LanguageNamesTest, CanonicalCodes) {
     std::optional<std::string> code;
   };
   const Case cases[] = {
-      {"zh", "zh-Hans"},       {"zh-CN", "zh-Hans"},      {"zh-Hans", "zh-Hans"},
-      {"zh-SG", "zh-Hans"},    {"zh_Hans_CN", "zh-Hans"}, {"ZH-hans", "zh-Hans"},
-      {"zh-TW", "zh-Hant"},    {"zh-HK", "zh-Hant"},      {"zh_mo", "zh-Hant"},
-      {"zh-Hant", "zh-Hant"},  {"zh-Hant-CN", "zh-Hant"}, {"zh-Hans-TW", "zh-Hans"},
-      {"cmn-Hant", "zh-Hant"}, {"en-US", "en"},           {" EN_gb\n", "en"},
-      {"pt-BR", "pt"},         {"sr-Latn-RS", "sr"},      {"iw", "he"},
-      {"", std::nullopt},      {"  ", std::nullopt},      {"und", std::nullopt},
-      {"e", std::nullopt},     {"english", std::nullopt}, {"en--US", std::nullopt},
-      {"en-", std::nullopt},   {"中文", std::nullopt},    {"en US", std::nullopt},
+      {"zh", "zh-Hans"},         {"zh-SG", "zh-Hans"},      {"zh_Hans_CN", "zh-Hans"},
+      {"ZH-hans", "zh-Hans"},    {"zh-HK", "zh-Hant"},      {"zh_mo", "zh-Hant"},
+      {"zh-Hant-CN", "zh-Hant"}, {"zh-Hans-TW", "zh-Hans"}, {"cmn-Hant", "zh-Hant"},
+      {" EN_gb\n", "en"},        {"sr-Latn-RS", "sr"},      {"iw", "he"},
+      {"  ", std::nullopt},      {"und", std::nullopt},     {"e", std::nullopt},
+      {"english", std::nullopt}, {"en--US", std::nullopt},  {"en-", std::nullopt},
   };
   for (const Case& c : cases) {
     EXPECT_EQ(canonicalLanguageCode(c.tag), c.code) << "'" << c.tag << "'";
@@ -265,19 +221,14 @@ TEST(LanguageNamesTest, DetectedLanguageDisplayName) {
   const Case cases[] = {
       {"zh-CN", "Chinese", zh, "简体中文"},
       {"zh_Hant_TW", std::nullopt, zh, "繁體中文"},
-      {"zh", "Chinese", en, "Simplified Chinese"},
       {"zh-HK", std::nullopt, en, "Traditional Chinese"},
       {"en-US", "Englisch", zh, "英语"},
-      {"EN", std::nullopt, en, "English"},
-      {"ja", "Japanese", zh, "日语"},
       {"uk", std::nullopt, en, "Ukrainian"},
       // No name in the tables: the server's name, trimmed.
       {"eo", "  Esperanto\n", en, "Esperanto"},
       {"eo", " ", en, std::nullopt},
-      {"eo", std::nullopt, zh, std::nullopt},
       // No canonical code at all.
       {std::nullopt, " Deutsch ", zh, "Deutsch"},
-      {"", "Deutsch", en, "Deutsch"},
       {"und", "\u3000", en, std::nullopt},
       {std::nullopt, std::nullopt, en, std::nullopt},
   };

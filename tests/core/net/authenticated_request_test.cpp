@@ -60,12 +60,17 @@ class AuthenticatedRequestTest : public ::testing::Test {
     scheduler_.runUntilIdle();
   }
 
-  std::vector<std::string> authorizations() const {
-    std::vector<std::string> result;
+  // The bearer token of each request, then the forceRefresh flag of each token
+  // request: "token-1 token-2 / 01".
+  std::string requestsAndRefreshes() const {
+    std::string text;
     for (auto& exchange : transport_->exchanges()) {
-      result.push_back(exchange->request().headers.get("Authorization").value_or("(none)"));
+      const std::string header = exchange->request().headers.get("Authorization").value_or("");
+      text += (header.starts_with("Bearer ") ? header.substr(7) : "!" + header) + " ";
     }
-    return result;
+    text += "/ ";
+    for (bool forced : tokens_->forceRefreshFlags()) text += forced ? "1" : "0";
+    return text;
   }
 
   TestScheduler scheduler_;
@@ -80,57 +85,23 @@ TEST_F(AuthenticatedRequestTest, EachOutcomeBecomesTheClientsOwnCase) {
     std::vector<FakeAccessTokenProvider::Answer> tokens;
     std::vector<std::pair<int, std::string>> replies;  // status 0: the transport fails
     std::string expected;
-    std::vector<std::string> authorizations;
-    std::vector<bool> forced;
+    std::string requests;  // requestsAndRefreshes()
   };
+  const FakeAccessTokenProvider::Answer noPair{
+      std::nullopt, AuthSessionError(AuthSessionError::Kind::invalidCredentials)};
+  const auto locked = AuthSessionError::keychain("locked");
   const Case cases[] = {
-      {"success", {}, {{200, "{}"}}, "body {}", {"Bearer token-1"}, {false}},
-      {"one 401 is retried with a forced refresh",
-       {},
-       {{401, ""}, {204, ""}},
-       "body ",
-       {"Bearer token-1", "Bearer token-2"},
-       {false, true}},
-      {"a second 401 is unauthenticated",
-       {},
-       {{401, ""}, {401, "again"}},
-       "unauthenticated",
-       {"Bearer token-1", "Bearer token-2"},
-       {false, true}},
-      {"the session fails",
-       {{std::nullopt, AuthSessionError::keychain("locked"), Duration(0)}},
-       {},
-       "auth keychain_error",
-       {},
-       {false}},
-      {"the refresh fails after a 401",
-       {signedIn("a1"),
-        {std::nullopt, AuthSessionError(AuthSessionError::Kind::invalidCredentials), Duration(0)}},
-       {{401, ""}},
-       "auth invalid_credentials",
-       {"Bearer a1"},
-       {false, true}},
-      {"nobody is signed in", {signedIn(std::nullopt)}, {}, "unauthenticated", {}, {false}},
-      {"a blank token", {signedIn(" \n")}, {}, "unauthenticated", {}, {false}},
-      {"another status",
-       {},
-       {{503, "busy\nnow"}},
-       "http 503 busy\nnow",
-       {"Bearer token-1"},
-       {false}},
-      {"a body that is not UTF-8",
-       {},
-       {{500, "\xFF\xFE"}},
-       "http 500 ",
-       {"Bearer token-1"},
-       {false}},
-      {"no HTTP status", {}, {{99, ""}}, "invalidResponse", {"Bearer token-1"}, {false}},
-      {"the transport fails",
-       {},
-       {{0, "The request timed out."}},
-       "network The request timed out.",
-       {"Bearer token-1"},
-       {false}},
+      {"success", {}, {{200, "{}"}}, "body {}", "token-1 / 0"},
+      {"a 401 is retried, forced", {}, {{401, ""}, {204, ""}}, "body ", "token-1 token-2 / 01"},
+      {"a second 401", {}, {{401, ""}, {401, "x"}}, "unauthenticated", "token-1 token-2 / 01"},
+      {"the session fails", {{std::nullopt, locked}}, {}, "auth keychain_error", "/ 0"},
+      {"no refresh", {signedIn("a1"), noPair}, {{401, ""}}, "auth invalid_credentials", "a1 / 01"},
+      {"nobody is signed in", {signedIn(std::nullopt)}, {}, "unauthenticated", "/ 0"},
+      {"a blank token", {signedIn(" \n")}, {}, "unauthenticated", "/ 0"},
+      {"another status", {}, {{503, "busy\nnow"}}, "http 503 busy\nnow", "token-1 / 0"},
+      {"a body that is not UTF-8", {}, {{500, "\xFF\xFE"}}, "http 500 ", "token-1 / 0"},
+      {"no HTTP status", {}, {{99, ""}}, "invalidResponse", "token-1 / 0"},
+      {"the transport fails", {}, {{0, "timed out"}}, "network timed out", "token-1 / 0"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
@@ -150,8 +121,7 @@ TEST_F(AuthenticatedRequestTest, EachOutcomeBecomesTheClientsOwnCase) {
     }
     ASSERT_TRUE(task.isDone());
     EXPECT_EQ(task.value(), c.expected);
-    EXPECT_EQ(authorizations(), c.authorizations);
-    EXPECT_EQ(tokens_->forceRefreshFlags(), c.forced);
+    EXPECT_EQ(requestsAndRefreshes(), c.requests);
     for (auto& exchange : transport_->exchanges()) {
       EXPECT_EQ(exchange->request().headers.get("Accept"), "application/json");
     }

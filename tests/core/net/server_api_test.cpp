@@ -1,21 +1,13 @@
 #include "core/net/server_api.h"
 
-#include <map>
 
 #include <gtest/gtest.h>
 
 #include "core/net/multipart_form.h"
+#include "support/fake_environment.h"
 
 namespace trelvis {
 namespace {
-
-EnvironmentLookup environmentWith(std::map<std::string, std::string> values) {
-  return [values = std::move(values)](std::string_view name) -> std::optional<std::string> {
-    auto it = values.find(std::string(name));
-    if (it == values.end()) return std::nullopt;
-    return it->second;
-  };
-}
 
 TEST(ServerAPITest, BaseURLComesFromTheEnvironmentWhenUsable) {
   const std::string fallback = defaultBaseURL().absoluteString();
@@ -34,9 +26,9 @@ TEST(ServerAPITest, BaseURLComesFromTheEnvironmentWhenUsable) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.value.value_or("(unset)"));
-    std::map<std::string, std::string> env;
+    EnvironmentTable env;
     if (c.value) env["TRELVIS_API_BASE_URL"] = *c.value;
-    EXPECT_EQ(effectiveBaseURL(environmentWith(env)).absoluteString(), c.expected);
+    EXPECT_EQ(effectiveBaseURL(environmentOf(env)).absoluteString(), c.expected);
   }
 }
 

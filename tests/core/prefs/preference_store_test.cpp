@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <limits>
+#include <string>
 
 namespace trelvis {
 namespace {
@@ -18,23 +19,19 @@ TEST(PreferenceStoreTest, TypedReadsSeeOnlyTheStoredType) {
   store.setString("text", "true");
   store.setDictionary("dict", {{"inner", PreferenceValue::Array{1, "two", 3.5}}});
 
-  struct Case {
-    const char* key;
-    bool isBool, isInteger, isDouble, isString, isDictionary;
+  // The typed reads that see each key.
+  const auto readers = [&](const char* key) {
+    std::string names;
+    if (store.boolValue(key)) names += "bool ";
+    if (store.integerValue(key)) names += "integer ";
+    if (store.doubleValue(key)) names += "double ";
+    if (store.stringValue(key)) names += "string ";
+    if (store.dictionaryValue(key)) names += "dictionary ";
+    return names;
   };
-  const Case cases[] = {
-      {"bool", true, false, false, false, false},   {"int", false, true, false, false, false},
-      {"double", false, false, true, false, false}, {"text", false, false, false, true, false},
-      {"dict", false, false, false, false, true},   {"missing", false, false, false, false, false},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.key);
-    EXPECT_EQ(store.boolValue(c.key).has_value(), c.isBool);
-    EXPECT_EQ(store.integerValue(c.key).has_value(), c.isInteger);
-    EXPECT_EQ(store.doubleValue(c.key).has_value(), c.isDouble);
-    EXPECT_EQ(store.stringValue(c.key).has_value(), c.isString);
-    EXPECT_EQ(store.dictionaryValue(c.key).has_value(), c.isDictionary);
-  }
+  EXPECT_EQ(readers("bool") + readers("int") + readers("double") + readers("text") +
+                readers("dict") + readers("missing"),
+            "bool integer double string dictionary ");
   EXPECT_EQ(store.integerValue("int"), 2);
   EXPECT_EQ(store.stringValue("text"), "true");
   EXPECT_EQ(store.dictionaryValue("dict")->at("inner"), (PreferenceValue::Array{1, "two", 3.5}));

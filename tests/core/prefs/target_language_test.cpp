@@ -1,10 +1,10 @@
 #include "core/prefs/target_language.h"
 
 #include "core/prefs/preferred_languages.h"
+#include "support/fake_environment.h"
 
 #include <gtest/gtest.h>
 
-#include <map>
 
 namespace trelvis {
 namespace {
@@ -15,30 +15,21 @@ TEST(TargetLanguageTest, PreferredTagsMapOntoSupportedCodes) {
     std::optional<std::string_view> expected;
   };
   const Case cases[] = {
-      {"zh-CN", "zh-Hans"},
       {"zh_CN.UTF-8", "zh-Hans"},
-      {"zh-Hans-CN", "zh-Hans"},
-      {"zh-SG", "zh-Hans"},
-      {"zh", "zh-Hans"},
       {"zh-Hans-HK", "zh-Hans"},
+      {"zh", "zh-Hans"},
       {"zh-TW", std::nullopt},
-      {"zh-Hant", std::nullopt},
       {"zh_HK.UTF-8", std::nullopt},
       {"zh-Hant-CN", std::nullopt},
       {"pt-BR", "pt"},
-      {"en_US.UTF-8", "en"},
       {"de_DE@euro", "de"},
       {"JA_jp", "ja"},
       {" ko-KR\n", "ko"},
       {"es-419", "es"},
-      {"fr", "fr"},
-      {"C", std::nullopt},
       {"C.UTF-8", std::nullopt},
-      {"POSIX", std::nullopt},
       {"", std::nullopt},
       {"it_IT", std::nullopt},
       {"eng", std::nullopt},
-      {"english", std::nullopt},
   };
   for (const Case& c : cases) {
     EXPECT_EQ(supportedTargetLanguageForTag(c.tag), c.expected) << c.tag;
@@ -64,7 +55,7 @@ TEST(TargetLanguageTest, PreferredTagsMapOntoSupportedCodes) {
 
 TEST(TargetLanguageTest, PreferredLanguagesComeFromTheLocaleEnvironmentInPrecedence) {
   struct Case {
-    std::map<std::string, std::string, std::less<>> environment;
+    EnvironmentTable environment;
     std::vector<std::string> expected;
   };
   const Case cases[] = {
@@ -75,12 +66,7 @@ TEST(TargetLanguageTest, PreferredLanguagesComeFromTheLocaleEnvironmentInPrecede
       {{{"LC_ALL", "C"}, {"LANG", "ko_KR.UTF-8"}}, {"C", "ko_KR.UTF-8"}},
   };
   for (const Case& c : cases) {
-    const EnvironmentLookup lookup = [&c](std::string_view name) -> std::optional<std::string> {
-      const auto found = c.environment.find(name);
-      if (found == c.environment.end()) return std::nullopt;
-      return found->second;
-    };
-    EXPECT_EQ(preferredLanguagesFromEnvironment(lookup), c.expected);
+    EXPECT_EQ(preferredLanguagesFromEnvironment(environmentOf(c.environment)), c.expected);
   }
 }
 

@@ -32,23 +32,6 @@ using Json = nlohmann::json;
 
 const std::string kService = "me.mossgrove.trelvis.auth.refreshToken";
 
-// Text that server threads and the test share.
-class SharedText {
- public:
-  void set(std::string value) {
-    std::lock_guard lock(mutex_);
-    value_ = std::move(value);
-  }
-  std::string get() const {
-    std::lock_guard lock(mutex_);
-    return value_;
-  }
-
- private:
-  mutable std::mutex mutex_;
-  std::string value_;
-};
-
 // A server whose refresh endpoint rotates r<n> into a<n+1>/r<n+1>, and whose lookup
 // endpoint accepts only the newest access token.
 class AuthServer {
@@ -67,8 +50,8 @@ class AuthServer {
             return;
           }
           int next = std::stoi(token.substr(1)) + 1;
-          newestAccess_.set("a" + std::to_string(next));
-          res.set_content(Json{{"accessToken", newestAccess_.get()},
+          setNewestAccess("a" + std::to_string(next));
+          res.set_content(Json{{"accessToken", "a" + std::to_string(next)},
                                {"refreshToken", "r" + std::to_string(next)},
                                {"expiresIn", 900},
                                {"user", {{"id", "u-1"}, {"email", "ada@example.com"}}}}
@@ -78,11 +61,13 @@ class AuthServer {
     server_->Post("/trelvis/v1/lookup/stream",
                   [this](const httplib::Request& req, httplib::Response& res) {
                     std::string authorization = req.get_header_value("Authorization");
+                    std::string newest;
                     {
                       std::lock_guard lock(mutex_);
                       lookups_.push_back(authorization);
+                      newest = newestAccess_;
                     }
-                    if (authorization != "Bearer " + newestAccess_.get()) {
+                    if (authorization != "Bearer " + newest) {
                       res.status = 401;
                       res.set_content(R"({"detail":"token expired"})", "application/json");
                       return;
@@ -103,7 +88,7 @@ class AuthServer {
   void holdRefreshes() { holdRefreshes_ = true; }
   void release() { refreshGate_.open(); }
   // The server rotates the tokens behind the client's back, as another device would.
-  void expireAccessToken() { newestAccess_.set("a-elsewhere"); }
+  void expireAccessToken() { setNewestAccess("a-elsewhere"); }
 
   std::vector<std::string> refreshes() const {
     std::lock_guard lock(mutex_);
@@ -115,12 +100,17 @@ class AuthServer {
   }
 
  private:
+  void setNewestAccess(std::string token) {
+    std::lock_guard lock(mutex_);
+    newestAccess_ = std::move(token);
+  }
+
   mutable std::mutex mutex_;
   std::vector<std::string> refreshes_;  // the refresh tokens posted, in order
   std::vector<std::string> lookups_;    // the Authorization headers of lookups
+  std::string newestAccess_;            // guarded by mutex_ too
   std::atomic<bool> holdRefreshes_{false};
   Gate refreshGate_;
-  SharedText newestAccess_;
   LoopbackServer<> server_;
 };
 
