@@ -64,11 +64,18 @@ TranslationChargeResult MembershipService::chargeTranslation(const UserRecord& u
   const QuotaPeriod period = quotaPeriod(now);
   if (planInForce(user.plan, now) != PlanCode::free) {
     store_.chargeTranslation(user.id, period.start, std::nullopt);
-    return TranslationChargeResult{.charged = true};
+    return TranslationChargeResult{.charged = true, .periodStart = period.start};
   }
   const TranslationCharge charge =
       store_.chargeTranslation(user.id, period.start, freeTranslationsPerDay_);
-  return TranslationChargeResult{.charged = charge.charged, .quota = snapshot(charge.used, period)};
+  return TranslationChargeResult{.charged = charge.charged,
+                                 .quota = snapshot(charge.used, period),
+                                 .periodStart = period.start};
+}
+
+void MembershipService::refundTranslation(const UserRecord& user,
+                                          const TranslationChargeResult& charge) {
+  if (charge.charged) store_.refundTranslation(user.id, charge.periodStart);
 }
 
 }  // namespace trelvis::server

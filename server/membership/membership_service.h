@@ -58,6 +58,8 @@ struct TranslationChargeResult {
   bool charged = false;
   // The metered quota after the attempt; absent for unlimited plans.
   std::optional<QuotaSnapshot> quota;
+  // The quota day charged, which a refund gives back to even after midnight.
+  Timestamp periodStart;
 };
 
 class MembershipService {
@@ -68,6 +70,9 @@ class MembershipService {
   HomeSummary summary(const UserRecord& user);
   // One charge per started translation; a refused charge means the quota is used up.
   TranslationChargeResult chargeTranslation(const UserRecord& user);
+  // Gives back a charge that bought nothing (the translation failed before it gave
+  // anything).
+  void refundTranslation(const UserRecord& user, const TranslationChargeResult& charge);
 
  private:
   QuotaSnapshot snapshot(int64_t used, const QuotaPeriod& period) const;

@@ -66,8 +66,18 @@ CREATE TABLE translation_usage (
 );
 )sql";
 
-constexpr std::array<SqlMigration, 1> kMigrations{{
+// Keys that every server process sharing the database uses alike (the key that
+// signs links to pronunciation audio).
+constexpr std::string_view kServerKeys = R"sql(
+CREATE TABLE server_keys (
+  name TEXT PRIMARY KEY,
+  value TEXT NOT NULL
+);
+)sql";
+
+constexpr std::array<SqlMigration, 2> kMigrations{{
     {1, kInitialSchema},
+    {2, kServerKeys},
 }};
 
 }  // namespace

@@ -477,6 +477,20 @@ TranslationCharge SqlStore::chargeTranslation(std::string_view userId, Timestamp
   });
 }
 
+void SqlStore::refundTranslation(std::string_view userId, Timestamp periodStart) {
+  write([&](SqlConnection& connection) {
+    // A row never holds zero (the schema forbids it): the last charge goes with it.
+    const std::vector<SqlValue> key{text(userId), millis(periodStart)};
+    if (connection.execute("UPDATE translation_usage SET used = used - 1 "
+                           "WHERE user_id = ?1 AND period_start = ?2 AND used > 1",
+                           key) == 0) {
+      connection.execute(
+          "DELETE FROM translation_usage WHERE user_id = ?1 AND period_start = ?2 AND used = 1",
+          key);
+    }
+  });
+}
+
 int64_t SqlStore::translationsInPeriod(std::string_view userId, Timestamp periodStart) {
   return read([&](SqlConnection& connection) -> int64_t {
     const SqlRows rows = connection.query(
@@ -493,6 +507,17 @@ int64_t SqlStore::translationCount(std::string_view userId) {
                {text(userId)})
         .front()
         .integer(0);
+  });
+}
+
+std::string SqlStore::serverKey(std::string_view name, std::string_view candidate) {
+  return write([&](SqlConnection& connection) {
+    connection.execute(
+        "INSERT INTO server_keys (name, value) VALUES (?1, ?2) ON CONFLICT (name) DO NOTHING",
+        {text(name), text(candidate)});
+    return connection.query("SELECT value FROM server_keys WHERE name = ?1", {text(name)})
+        .front()
+        .text(0);
   });
 }
 

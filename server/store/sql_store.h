@@ -61,8 +61,11 @@ class SqlStore final : public Store {
 
   TranslationCharge chargeTranslation(std::string_view userId, Timestamp periodStart,
                                       std::optional<int64_t> limit) override;
+  void refundTranslation(std::string_view userId, Timestamp periodStart) override;
   int64_t translationsInPeriod(std::string_view userId, Timestamp periodStart) override;
   int64_t translationCount(std::string_view userId) override;
+
+  std::string serverKey(std::string_view name, std::string_view candidate) override;
 
   void purgeExpired(Timestamp now) override;
   std::vector<std::string> checkConsistency() override;

@@ -167,9 +167,17 @@ class Store {
   // `limit` is given and already reached. Atomic across processes.
   virtual TranslationCharge chargeTranslation(std::string_view userId, Timestamp periodStart,
                                               std::optional<int64_t> limit) = 0;
+  // Takes back one charge of that period (a translation that failed before it gave
+  // anything); nothing when the period has none.
+  virtual void refundTranslation(std::string_view userId, Timestamp periodStart) = 0;
   virtual int64_t translationsInPeriod(std::string_view userId, Timestamp periodStart) = 0;
   // Every translation ever charged to the account.
   virtual int64_t translationCount(std::string_view userId) = 0;
+
+  // --- Server keys ---
+  // The key kept under `name`; the first caller's `candidate` becomes it, so that
+  // every process sharing the database signs and checks with the same key.
+  virtual std::string serverKey(std::string_view name, std::string_view candidate) = 0;
 
   // --- Housekeeping ---
   // Drops expired access tokens, codes and rate windows, and families whose every

@@ -61,7 +61,11 @@ TEST_F(MembershipServiceTest, AFreeDayRunsFromMidnightToMidnightUtc) {
   EXPECT_EQ(status.resetAt, at("2026-03-02T00:00:00Z"));
   EXPECT_EQ(status.remaining, 3);
 
-  for (int i = 0; i < 3; ++i) EXPECT_TRUE(membership_.chargeTranslation(ann_).charged);
+  TranslationChargeResult lastOfTheDay;
+  for (int i = 0; i < 3; ++i) {
+    lastOfTheDay = membership_.chargeTranslation(ann_);
+    EXPECT_TRUE(lastOfTheDay.charged);
+  }
   const TranslationChargeResult refused = membership_.chargeTranslation(ann_);
   EXPECT_FALSE(refused.charged);
   EXPECT_EQ(clientStatus().remaining, 0);
@@ -83,6 +87,13 @@ TEST_F(MembershipServiceTest, AFreeDayRunsFromMidnightToMidnightUtc) {
   EXPECT_EQ(status.used, 0);
   EXPECT_TRUE(membership_.chargeTranslation(ann_).charged);
   EXPECT_EQ(membership_.summary(ann_).lookupCount, 4);
+
+  // A refund after midnight goes to the day that was charged, not to the new one;
+  // a refused charge has nothing to give back.
+  membership_.refundTranslation(ann_, lastOfTheDay);
+  membership_.refundTranslation(ann_, refused);
+  EXPECT_EQ(clientStatus().used, 1);
+  EXPECT_EQ(membership_.summary(ann_).lookupCount, 3);
 }
 
 TEST_F(MembershipServiceTest, ProIsUnlimitedUntilItExpiresAndSeedIsUnlimited) {

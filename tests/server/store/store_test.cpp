@@ -246,6 +246,22 @@ TEST_P(StoreTest, TheLedgerChargesAQuotaExactlyOnceAcrossProcesses) {
   EXPECT_TRUE(store_->chargeTranslation("ann", tomorrow, std::nullopt).charged);
   EXPECT_EQ(store_->translationCount("ann"), kLimit + 2);
   EXPECT_FALSE(store_->chargeTranslation("ann", tomorrow, 0).charged);
+
+  // A refund frees a charge of its own period only, and the last one with its row.
+  store_->refundTranslation("ann", kNow);
+  EXPECT_EQ(store_->translationsInPeriod("ann", kNow), kLimit - 1);
+  EXPECT_TRUE(store_->chargeTranslation("ann", kNow, kLimit).charged);
+  for (int i = 0; i < 3; ++i) store_->refundTranslation("ann", tomorrow);
+  EXPECT_EQ(store_->translationsInPeriod("ann", tomorrow), 0);
+  EXPECT_EQ(store_->translationCount("ann"), kLimit);
+  EXPECT_TRUE(store_->checkConsistency().empty());
+}
+
+TEST_P(StoreTest, AServerKeyIsTheFirstCandidateForEveryProcess) {
+  std::unique_ptr<Store> otherProcess = another();
+  EXPECT_EQ(store_->serverKey("links", "first"), "first");
+  EXPECT_EQ(otherProcess->serverKey("links", "second"), "first");
+  EXPECT_EQ(otherProcess->serverKey("other", "second"), "second");
 }
 
 TEST_P(StoreTest, PurgesWhatHasExpiredAndKeepsLiveSessions) {
