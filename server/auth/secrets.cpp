@@ -27,6 +27,20 @@ std::string sha256Hex(std::string_view data) {
 
 }  // namespace
 
+std::string hmacSha256Hex(std::string_view key, std::string_view message) {
+  ensureSodium();
+  crypto_auth_hmacsha256_state state;
+  crypto_auth_hmacsha256_init(&state, reinterpret_cast<const unsigned char*>(key.data()),
+                              key.size());
+  crypto_auth_hmacsha256_update(&state, reinterpret_cast<const unsigned char*>(message.data()),
+                                message.size());
+  std::array<unsigned char, crypto_auth_hmacsha256_BYTES> mac{};
+  crypto_auth_hmacsha256_final(&state, mac.data());
+  std::array<char, crypto_auth_hmacsha256_BYTES * 2 + 1> hex{};
+  sodium_bin2hex(hex.data(), hex.size(), mac.data(), mac.size());
+  return std::string(hex.data(), crypto_auth_hmacsha256_BYTES * 2);
+}
+
 std::string newSecretToken() {
   ensureSodium();
   std::array<unsigned char, kTokenBytes> bytes{};

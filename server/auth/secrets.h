@@ -24,6 +24,9 @@ std::string newVerificationCode();
 std::string verificationCodeDigest(std::string_view email, EmailCodePurpose purpose,
                                    std::string_view code);
 
+// The lowercase hex HMAC-SHA-256 of `message` under `key`.
+std::string hmacSha256Hex(std::string_view key, std::string_view message);
+
 // Compares without an early exit, so the time taken tells nothing about where two
 // secrets differ. Different lengths compare unequal.
 bool constantTimeEquals(std::string_view a, std::string_view b);

@@ -4,6 +4,7 @@
 #include "server/http/auth_requests.h"
 #include "server/http/http_server.h"
 #include "server/http/replies.h"
+#include "server/http/route_replies.h"
 #include "server/membership/membership_service.h"
 
 #include <array>
@@ -38,10 +39,6 @@ Reply failed(const AuthFailure& failure) {
   return Reply{status, errorBody(failure.detail), {}};
 }
 
-Reply rejected(const RequestError& error) {
-  return Reply{error.status, errorBody(error.detail), {}};
-}
-
 Reply tokens(const AuthResult<TokenPair>& result, RequestLogContext& log) {
   if (!result) return failed(result.error());
   log.userId = result->userId;
@@ -53,25 +50,35 @@ Reply done(const AuthResult<void>& result) {
   return Reply{200, emptyObjectBody(), {}};
 }
 
+// Runs `respond` for the account of the request's bearer token, or answers 401.
+template <class Respond>
+RouteHandler authorized(AccountService& accounts, Respond respond) {
+  return [&accounts, respond](const IncomingRequest& request, RequestLogContext& log) {
+    const std::optional<UserRecord> user = authorizedUser(accounts, request, log);
+    if (!user) return unauthorized();
+    return respond(*user);
+  };
+}
+
+}  // namespace
+
+Reply rejected(const RequestError& error) {
+  return Reply{error.status, errorBody(error.detail), {}};
+}
+
 const Reply& unauthorized() {
   static const Reply reply{
       401, errorBody("a valid access token is required"), {{"WWW-Authenticate", "Bearer"}}};
   return reply;
 }
 
-// Runs `respond` for the account of the request's bearer token, or answers 401.
-template <class Respond>
-RouteHandler authorized(AccountService& accounts, Respond respond) {
-  return [&accounts, respond](const IncomingRequest& request, RequestLogContext& log) {
-    if (!request.bearerToken) return unauthorized();
-    const std::optional<UserRecord> user = accounts.authenticate(*request.bearerToken);
-    if (!user) return unauthorized();
-    log.userId = user->id;
-    return respond(*user);
-  };
+std::optional<UserRecord> authorizedUser(AccountService& accounts, const IncomingRequest& request,
+                                         RequestLogContext& log) {
+  if (!request.bearerToken) return std::nullopt;
+  std::optional<UserRecord> user = accounts.authenticate(*request.bearerToken);
+  if (user) log.userId = user->id;
+  return user;
 }
-
-}  // namespace
 
 void addApiRoutes(HttpServer& server, AccountService& accounts, MembershipService& membership) {
   server.route("POST", "/v1/auth/email-codes", BodyKind::json,

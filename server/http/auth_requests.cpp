@@ -1,8 +1,8 @@
 #include "server/http/auth_requests.h"
 
-#include "base/json_decode.h"
 #include "base/text.h"
 #include "server/auth/email_address.h"
+#include "server/http/json_request.h"
 
 #include <algorithm>
 
@@ -14,11 +14,6 @@ constexpr std::size_t kMaximumPasswordLength = 128;
 constexpr std::size_t kMaximumTokenBytes = 512;
 constexpr std::size_t kMaximumLocaleBytes = 35;
 
-// Raised by the field checks below; becomes the 400 answer.
-struct Invalid {
-  std::string detail;
-};
-
 // Characters as the user counts them (code points of valid UTF-8).
 std::size_t characterCount(std::string_view utf8) {
   return static_cast<std::size_t>(std::count_if(utf8.begin(), utf8.end(), [](char c) {
@@ -29,7 +24,7 @@ std::size_t characterCount(std::string_view utf8) {
 std::string email(const json::ObjectReader& reader) {
   std::optional<std::string> address =
       normalizedEmailAddress(reader.required<std::string>("email"));
-  if (!address) throw Invalid{"email: not a valid address"};
+  if (!address) throw InvalidField{"email: not a valid address"};
   return std::move(*address);
 }
 
@@ -38,7 +33,7 @@ std::string newPassword(const json::ObjectReader& reader, std::string_view key) 
   std::string password = reader.required<std::string>(key);
   const std::size_t length = characterCount(password);
   if (length < kMinimumPasswordLength || length > kMaximumPasswordLength) {
-    throw Invalid{std::string(key) + ": must be 8 to 128 characters"};
+    throw InvalidField{std::string(key) + ": must be 8 to 128 characters"};
   }
   return password;
 }
@@ -49,7 +44,7 @@ std::string presentedPassword(const json::ObjectReader& reader) {
   std::string password = reader.required<std::string>("password");
   const std::size_t length = characterCount(password);
   if (length == 0 || length > kMaximumPasswordLength) {
-    throw Invalid{"password: must be 1 to 128 characters"};
+    throw InvalidField{"password: must be 1 to 128 characters"};
   }
   return password;
 }
@@ -58,7 +53,7 @@ std::string code(const json::ObjectReader& reader) {
   std::string code = trimmed(reader.required<std::string>("code"));
   if (code.size() != 6 ||
       !std::all_of(code.begin(), code.end(), [](char c) { return c >= '0' && c <= '9'; })) {
-    throw Invalid{"code: must be 6 digits"};
+    throw InvalidField{"code: must be 6 digits"};
   }
   return code;
 }
@@ -66,69 +61,44 @@ std::string code(const json::ObjectReader& reader) {
 std::string refreshToken(const json::ObjectReader& reader) {
   std::string token = reader.required<std::string>("refreshToken");
   if (token.empty() || token.size() > kMaximumTokenBytes) {
-    throw Invalid{"refreshToken: must be 1 to 512 bytes"};
+    throw InvalidField{"refreshToken: must be 1 to 512 bytes"};
   }
   return token;
-}
-
-// Parses the body as a JSON object and reads it with `read`, turning every way it
-// can fail into its 4xx answer.
-template <class T, class Read>
-Parsed<T> parseObject(std::string_view body, Read read) {
-  if (body.size() > kMaximumJsonBodyBytes) {
-    return tl::unexpected(RequestError{413, "the body is larger than 65536 bytes"});
-  }
-  nlohmann::json document;
-  try {
-    document = json::parse(body);
-  } catch (const json::DecodeError&) {
-    return tl::unexpected(RequestError{400, "the body is not valid JSON"});
-  }
-  if (!document.is_object()) {
-    return tl::unexpected(RequestError{400, "the body must be a JSON object"});
-  }
-  try {
-    return read(json::ObjectReader(document));
-  } catch (const json::DecodeError& error) {
-    return tl::unexpected(RequestError{400, error.what()});
-  } catch (const Invalid& invalid) {
-    return tl::unexpected(RequestError{400, invalid.detail});
-  }
 }
 
 }  // namespace
 
 Parsed<RegisterRequest> parseRegisterRequest(std::string_view body) {
-  return parseObject<RegisterRequest>(body, [](const json::ObjectReader& reader) {
+  return parseJsonObject<RegisterRequest>(body, [](const json::ObjectReader& reader) {
     return RegisterRequest{email(reader), newPassword(reader, "password"), code(reader)};
   });
 }
 
 Parsed<LoginRequest> parseLoginRequest(std::string_view body) {
-  return parseObject<LoginRequest>(body, [](const json::ObjectReader& reader) {
+  return parseJsonObject<LoginRequest>(body, [](const json::ObjectReader& reader) {
     return LoginRequest{email(reader), presentedPassword(reader)};
   });
 }
 
 Parsed<RefreshTokenRequest> parseRefreshTokenRequest(std::string_view body) {
-  return parseObject<RefreshTokenRequest>(body, [](const json::ObjectReader& reader) {
+  return parseJsonObject<RefreshTokenRequest>(body, [](const json::ObjectReader& reader) {
     return RefreshTokenRequest{refreshToken(reader)};
   });
 }
 
 Parsed<EmailCodeRequest> parseEmailCodeRequest(std::string_view body) {
-  return parseObject<EmailCodeRequest>(body, [](const json::ObjectReader& reader) {
+  return parseJsonObject<EmailCodeRequest>(body, [](const json::ObjectReader& reader) {
     const std::optional<EmailCodePurpose> purpose =
         emailCodePurposeFromString(reader.required<std::string>("purpose"));
-    if (!purpose) throw Invalid{"purpose: must be \"register\" or \"password_reset\""};
+    if (!purpose) throw InvalidField{"purpose: must be \"register\" or \"password_reset\""};
     std::string locale = reader.value<std::string>("locale");
-    if (locale.size() > kMaximumLocaleBytes) throw Invalid{"locale: too long"};
+    if (locale.size() > kMaximumLocaleBytes) throw InvalidField{"locale: too long"};
     return EmailCodeRequest{email(reader), *purpose, std::move(locale)};
   });
 }
 
 Parsed<PasswordResetRequest> parsePasswordResetRequest(std::string_view body) {
-  return parseObject<PasswordResetRequest>(body, [](const json::ObjectReader& reader) {
+  return parseJsonObject<PasswordResetRequest>(body, [](const json::ObjectReader& reader) {
     return PasswordResetRequest{email(reader), code(reader), newPassword(reader, "newPassword")};
   });
 }

@@ -12,23 +12,10 @@
 #include <string>
 #include <string_view>
 
-#include <tl/expected.hpp>
-
+#include "server/http/request_error.h"
 #include "server/store/store.h"
 
 namespace trelvis::server {
-
-inline constexpr std::size_t kMaximumJsonBodyBytes = 64 * 1024;
-
-struct RequestError {
-  int status = 400;
-  std::string detail;
-
-  friend bool operator==(const RequestError&, const RequestError&) = default;
-};
-
-template <class T>
-using Parsed = tl::expected<T, RequestError>;
 
 struct RegisterRequest {
   std::string email;

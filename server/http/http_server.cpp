@@ -7,7 +7,9 @@
 
 #include <httplib.h>
 
+#include <algorithm>
 #include <atomic>
+#include <cctype>
 #include <cerrno>
 #include <cstring>
 
@@ -33,6 +35,9 @@ struct InFlight {
   bool started = false;
   std::chrono::steady_clock::time_point start;
   RequestLogContext context;
+  // The request's Content-Type, kept here because a multipart one is taken out of
+  // the headers (see takeContentType).
+  std::string contentType;
 };
 thread_local InFlight inFlight;
 
@@ -103,9 +108,46 @@ std::string_view genericDetail(int status) {
   }
 }
 
-void answer(httplib::Response& response, int status, std::string body) {
+void answer(httplib::Response& response, int status, std::string body,
+            const std::string& contentType = "application/json") {
   response.status = status;
-  response.set_content(std::move(body), "application/json");
+  response.set_content(std::move(body), contentType);
+}
+
+// cpp-httplib reads a multipart/form-data body into its own parsed parts and
+// leaves the raw body empty. The routes read the client's exact bytes with their
+// own reader, so the header that triggers that parse is taken out of the request
+// before its body is read; the request object is the server's own, not const, and
+// only lent to the pre-routing handler as const.
+std::string takeContentType(const httplib::Request& request) {
+  std::string contentType = request.get_header_value("Content-Type");
+  constexpr std::string_view kMultipart = "multipart/form-data";
+  if (contentType.starts_with(kMultipart)) {
+    const_cast<httplib::Request&>(request).headers.erase("Content-Type");
+  }
+  return contentType;
+}
+
+// A Host header fit to be put into a link: a name or address and a port, nothing else.
+bool isPlainHost(std::string_view host) {
+  return !host.empty() && host.size() <= 255 && std::all_of(host.begin(), host.end(), [](char c) {
+    return std::isalnum(static_cast<unsigned char>(c)) || std::strchr(".-:[]", c);
+  });
+}
+
+// Runs a streamed reply's writer inside cpp-httplib's chunked content provider:
+// each write becomes one chunk, sent at once.
+bool provideStream(const std::function<void(const BodyWriter&)>& stream, httplib::DataSink& sink) {
+  const BodyWriter write = [&sink](std::string_view bytes) {
+    return bytes.empty() || sink.write(bytes.data(), bytes.size());
+  };
+  try {
+    stream(write);
+  } catch (const std::exception& error) {
+    kLog.error("a streamed reply failed: {}", error.what());
+  }
+  sink.done();
+  return true;
 }
 
 // Only SO_REUSEADDR: cpp-httplib's default adds SO_REUSEPORT, which would let a
@@ -248,7 +290,7 @@ class HttpServer::Impl {
 
     server_->set_pre_routing_handler(
         [this](const httplib::Request& request, httplib::Response& response) {
-          inFlight = InFlight{true, std::chrono::steady_clock::now(), {}};
+          inFlight = InFlight{true, std::chrono::steady_clock::now(), {}, takeContentType(request)};
           if (stopping_.load()) {
             answer(response, 503, errorBody("the server is shutting down"));
             response.set_header("Connection", "close");
@@ -303,12 +345,18 @@ class HttpServer::Impl {
       answer(response, 413, tooLarge(route.body));
       return;
     }
+    const std::vector<std::pair<std::string, std::string>> query(request.params.begin(),
+                                                                 request.params.end());
+    const std::string publicBase = publicBaseUrl(request);
     const IncomingRequest incoming{
         .method = request.method,
         .path = request.path,
         .body = request.body,
+        .contentType = inFlight.contentType,
         .clientAddress = request.remote_addr,
         .bearerToken = bearerToken(request),
+        .query = query,
+        .publicBaseUrl = publicBase,
     };
     Reply reply;
     try {
@@ -317,8 +365,26 @@ class HttpServer::Impl {
       kLog.error("{} {} failed: {}", route.method, route.path, error.what());
       reply = Reply{500, errorBody("internal error"), {}};
     }
-    answer(response, reply.status, std::move(reply.body));
     for (auto& [name, value] : reply.headers) response.set_header(name, value);
+    if (!reply.stream) {
+      answer(response, reply.status, std::move(reply.body), reply.contentType);
+      return;
+    }
+    response.status = reply.status;
+    // A proxy in between must pass each event on as it comes.
+    response.set_header("Cache-Control", "no-cache");
+    response.set_header("X-Accel-Buffering", "no");
+    response.set_chunked_content_provider(
+        reply.contentType,
+        [stream = std::make_shared<decltype(reply.stream)>(std::move(reply.stream))](
+            std::size_t, httplib::DataSink& sink) { return provideStream(*stream, sink); });
+  }
+
+  std::string publicBaseUrl(const httplib::Request& request) const {
+    if (!options_.publicUrl.empty()) return options_.publicUrl;
+    const std::string host = request.get_header_value("Host");
+    if (!isPlainHost(host)) return baseUrl();
+    return std::string(tls() ? "https" : "http") + "://" + host + options_.basePath;
   }
 
   Options options_;

@@ -8,10 +8,9 @@
 // query, status, duration and the user id the route names. Bodies, headers and
 // queries are never logged.
 //
-// Routes are added before bind(). run() serves on the calling thread until stop(),
-// which may come from any thread: the socket closes, requests in flight finish,
-// requests that arrive after it are refused with 503, and run() returns when every
-// worker is done.
+// Routes are added before run(), before or after bind(). run() serves on the calling thread until
+// stop(), which may come from any thread: the socket closes, requests in flight finish, requests
+// that arrive after it are refused with 503, and run() returns when every worker is done.
 
 #include <chrono>
 #include <cstddef>
@@ -31,15 +30,40 @@ struct IncomingRequest {
   std::string_view method;
   std::string_view path;
   std::string_view body;
+  std::string_view contentType;
   std::string_view clientAddress;
   // The credential of an "Authorization: Bearer ..." header.
   std::optional<std::string_view> bearerToken;
+  // The query's items, decoded, in order.
+  const std::vector<std::pair<std::string, std::string>>& query;
+  // Where this client reaches the server ("https://example.com/trelvis"), for
+  // absolute links in replies: the configured public URL, else the scheme, the
+  // request's Host and the base path.
+  std::string_view publicBaseUrl;
 };
 
+// Writes the next piece of a streamed body and sends it at once; false when the
+// client has gone.
+using BodyWriter = std::function<bool(std::string_view bytes)>;
+
 struct Reply {
-  int status = 200;
-  std::string body;  // JSON
-  std::vector<std::pair<std::string, std::string>> headers;
+  using Headers = std::vector<std::pair<std::string, std::string>>;
+
+  Reply(int status = 200, std::string body = {}, Headers headers = {},
+        std::string contentType = "application/json")
+      : status(status),
+        body(std::move(body)),
+        headers(std::move(headers)),
+        contentType(std::move(contentType)) {}
+
+  int status;
+  std::string body;
+  Headers headers;
+  std::string contentType;
+  // When set, the body is not `body` but what this writes, sent with chunked
+  // transfer piece by piece as it is written (an event stream). It runs on the
+  // request's worker after the status and headers have gone out.
+  std::function<void(const BodyWriter& write)> stream;
 };
 
 // What a route tells the request log: the account it acted for, once known.
@@ -70,6 +94,9 @@ class HttpServer {
     // After this many requests a connection is closed, so that clients waiting for
     // a worker get their turn.
     std::size_t keepAliveRequests = 10;
+    // The base URL clients reach the server at, when a proxy stands in front of it;
+    // empty to take it from each request's Host header.
+    std::string publicUrl;
     std::size_t jsonBodyLimit = 64 * 1024;
     std::size_t multipartBodyLimit = 16 * 1024 * 1024;
   };

@@ -20,6 +20,7 @@
 #include "server/engines/ocr/gray_image.h"
 #include "server/engines/translate/chat_completion_translator.h"
 #include "server/engines/dict/dictionaries.h"
+#include "server/lookup/lookup_requests.h"
 #include "server/lookup/lookup_values.h"
 
 #include <tl/expected.hpp>
@@ -76,34 +77,6 @@ class TextTranslationSink {
   virtual bool fieldDelta(EntryField field, std::string_view delta) = 0;
   virtual void completed(const TextTranslationCompletion& completion) = 0;
   virtual void failed(const StreamFailure& failure) = 0;
-};
-
-struct WordLookupRequest {
-  std::vector<uint8_t> image;  // JPEG
-  double hotspotX = 0;         // image pixels
-  double hotspotY = 0;
-  std::string targetLang;
-  std::optional<std::string> secondaryTargetLang;
-  std::string englishPronunciation = "en-US";  // or "en-GB"
-};
-
-struct RegionTranslationRequest {
-  std::vector<uint8_t> image;
-  std::string targetLang;
-  std::optional<std::string> secondaryTargetLang;
-};
-
-struct TextTranslationRequest {
-  std::string text;
-  std::string targetLang;
-  std::optional<std::string> secondaryTargetLang;
-  std::string englishPronunciation = "en-US";
-};
-
-struct PronunciationRequest {
-  std::string lookupText;
-  std::string speed = "normal";  // or "slow"
-  std::optional<std::string> language;  // "en-US", "en-GB", "es", ...; detected when absent
 };
 
 class LookupEngine {
