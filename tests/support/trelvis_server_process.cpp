@@ -148,6 +148,7 @@ void TrelvisServerProcess::start() {
   if (options_.cheapPasswordHashing) {
     arguments.insert(arguments.end(), {"--argon2-passes", "1", "--argon2-memory-mib", "1"});
   }
+  if (!options_.engines) arguments.insert(arguments.end(), {"--engines", "off"});
   arguments.insert(arguments.end(), options_.arguments.begin(), options_.arguments.end());
   const Spawned child = spawn(arguments, options_.standardOutputFile);
   pid_ = child.pid;
@@ -160,7 +161,7 @@ void TrelvisServerProcess::start() {
   std::unique_lock lock(mutex_);
   std::smatch match;
   const bool listening = changed_.wait_for(
-      lock, 30s, [&] { return outputClosed_ || std::regex_search(stderr_, match, kListening); });
+      lock, 60s, [&] { return outputClosed_ || std::regex_search(stderr_, match, kListening); });
   if (!listening || !match.ready() || match.empty()) {
     const std::string output = stderr_;
     lock.unlock();

@@ -15,7 +15,8 @@
 // leaves no server behind: start it from the test's own thread.
 //
 // Password hashing is made cheap by default, so that tests that register many
-// accounts stay fast; the hashing itself is the same Argon2id.
+// accounts stay fast; the hashing itself is the same Argon2id. The language
+// engines are loaded only when asked for.
 
 #include <sys/types.h>
 
@@ -50,10 +51,13 @@ class TrelvisServerProcess {
     // Where standard output goes instead of being captured ("/dev/full").
     std::string standardOutputFile;
     bool cheapPasswordHashing = true;
+    // The language engines take seconds to load and hundreds of megabytes; tests
+    // of accounts do without them.
+    bool engines = false;
   };
 
   // Starts the server and waits until it listens; raises std::runtime_error, with
-  // what the server wrote, when it does not within 30 seconds.
+  // what the server wrote, when it does not within 60 seconds.
   TrelvisServerProcess();
   explicit TrelvisServerProcess(Options options);
   ~TrelvisServerProcess();
