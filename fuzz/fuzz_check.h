@@ -24,6 +24,15 @@ inline bool quotesNothing(std::string_view message) {
   return true;
 }
 
+// A message fit for a reply or a log line: not empty, printable ASCII only.
+inline bool printableText(std::string_view message) {
+  if (message.empty()) return false;
+  for (char c : message) {
+    if (c < 0x20 || c > 0x7E) return false;
+  }
+  return true;
+}
+
 }  // namespace trelvis::fuzz
 
 #define FUZZ_CHECK(condition) \

@@ -21,9 +21,7 @@ bool accepted(const Parsed<T>& parsed) {
   if (parsed) return true;
   const server::RequestError& error = parsed.error();
   FUZZ_CHECK(error.status == 400 || error.status == 413);
-  FUZZ_CHECK(!error.detail.empty());
-  FUZZ_CHECK(std::all_of(error.detail.begin(), error.detail.end(),
-                         [](char c) { return c >= 0x20 && c <= 0x7E; }));
+  FUZZ_CHECK(fuzz::printableText(error.detail));
   return false;
 }
 
