@@ -340,4 +340,18 @@ AppearanceMode QtOverlayPanelWindow::appearance() const {
   return widget_->isDark() ? AppearanceMode::dark : AppearanceMode::light;
 }
 
+bool isInputToOwnWindows(const LocalInputEvent& event) {
+  switch (event.type) {
+    case InputEventType::keyDown:
+    case InputEventType::keyUp:
+    case InputEventType::flagsChanged:
+      return QGuiApplication::focusWindow() != nullptr;
+    default:
+      // Asks the window system which window is under the point, so a window of
+      // another application over ours counts as that application's.
+      return QGuiApplication::mouseButtons() != Qt::NoButton ||
+             QGuiApplication::topLevelAt(Mapping::current().toQt(event.location)) != nullptr;
+  }
+}
+
 }  // namespace trelvis

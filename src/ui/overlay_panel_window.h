@@ -21,6 +21,7 @@
 #include <memory>
 
 #include "core/overlay/overlay_panel_windowing.h"
+#include "core/triggers/input_events.h"
 
 class QWidget;
 
@@ -63,5 +64,11 @@ class QtOverlayPanelWindow final : public OverlayPanelWindowing {
   std::unique_ptr<Widget> widget_;
   std::unique_ptr<DesktopWatcher> desktopWatcher_;
 };
+
+// Whether `event`, seen by a global monitor, went to one of this application's
+// own windows: a pointer event over one of them (or while a button pressed in
+// one is held), a key while one of them has the focus. The global monitors
+// leave such events to the in-process ones. Main thread.
+bool isInputToOwnWindows(const LocalInputEvent& event);
 
 }  // namespace trelvis

@@ -155,6 +155,11 @@ TEST_F(OverlayPanelWindowTest, MapsWhereToldAboveTheOthersAndNeverTakesTheFocus)
   // The card rests on the top edge inside the shadow's margin, as high as it asks.
   EXPECT_EQ(card()->geometry(), QRect(64, 64, 380, 200));
 
+  // What a global monitor sees there belongs to this application.
+  EXPECT_TRUE(isInputToOwnWindows({InputEventType::leftMouseDown, 0, 0, false, {300, 500}}));
+  EXPECT_FALSE(isInputToOwnWindows({InputEventType::leftMouseDown, 0, 0, false, {700, 500}}));
+  EXPECT_FALSE(isInputToOwnWindows({InputEventType::keyDown, 53, 0, false, {300, 500}}));
+
   // A click on the card does not take the focus either.
   x_.moveTo(300, 196 + 64 + 100);
   x_.button(1, true);
