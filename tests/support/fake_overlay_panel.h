@@ -3,20 +3,16 @@
 // Fakes around the floating card's panel: its window, which writes each call
 // into a CallLog ("frame 446,288 508x528 display", "origin 446,288", "alpha 0",
 // "front", "out", "content lookup", ...) and can play a window system that puts
-// the window elsewhere than asked; the Select card's model; and global event
-// monitors that the test feeds. Main thread only.
+// the window elsewhere than asked; and the Select card's model. Main thread only.
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <functional>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "core/overlay/overlay_panel_windowing.h"
 #include "core/overlay/select_overlay_card_model.h"
-#include "core/triggers/global_event_monitoring.h"
 #include "support/call_log.h"
 
 namespace trelvis {
@@ -98,37 +94,6 @@ class FakeSelectCard final : public SelectOverlayCardModel {
   double height = 137;
   OverlayAnchor anchor = OverlayAnchor::top;
   double maxCardHeight = 0;
-};
-
-class FakeGlobalEventMonitor final : public GlobalEventMonitoring {
- public:
-  std::optional<Token> addGlobalMonitor(uint64_t eventMask, Handler handler) override {
-    if (refuseMonitors) return std::nullopt;
-    monitors_.push_back({nextToken_, eventMask, std::move(handler)});
-    return nextToken_++;
-  }
-  void removeMonitor(Token token) override {
-    std::erase_if(monitors_, [token](const Monitor& m) { return m.token == token; });
-  }
-
-  void send(const LocalInputEvent& event) {
-    const std::vector<Monitor> monitors = monitors_;
-    for (const Monitor& monitor : monitors) {
-      if ((monitor.mask & eventMaskBit(event.type)) != 0) monitor.handler(event);
-    }
-  }
-  std::size_t monitorCount() const { return monitors_.size(); }
-
-  bool refuseMonitors = false;
-
- private:
-  struct Monitor {
-    Token token;
-    uint64_t mask;
-    Handler handler;
-  };
-  std::vector<Monitor> monitors_;
-  Token nextToken_ = 1;
 };
 
 }  // namespace trelvis

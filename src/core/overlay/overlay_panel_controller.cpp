@@ -147,14 +147,9 @@ void OverlayPanelController::connect() {
   selectModel_.onDragExclusionRectsChange = storeExclusions;
 
   // One pin serves both cards.
-  model_.onPinStateChange = weakly([](Self& self, bool pinned) {
-    if (self.selectModel_.isPinned() != pinned) self.selectModel_.setPinned(pinned, false);
-    self.publishPinned(pinned);
-  });
-  selectModel_.onPinStateChange = weakly([](Self& self, bool pinned) {
-    if (self.model_.isPinned() != pinned) self.model_.setPinned(pinned, false);
-    self.publishPinned(pinned);
-  });
+  const auto sharePin = weakly([](Self& self, bool pinned) { self.sharePin(pinned); });
+  model_.onPinStateChange = sharePin;
+  selectModel_.onPinStateChange = sharePin;
   model_.onTextSelectionChange = weakly([](Self& self, const std::optional<std::string>& text) {
     std::lock_guard lock(self.eventTapState_->lock);
     self.eventTapState_->selectedText = text;
@@ -181,7 +176,7 @@ void OverlayPanelController::connect() {
     self.window_.setAppearance(mode);
     self.window_.displayIfNeeded();
   }));
-  publishPinned(model_.isPinned());
+  sharePin(model_.isPinned());
 
   if (!keyboardTap_) return;
   // The tap asks these on its own thread: they read only the published fields.
@@ -215,7 +210,9 @@ void OverlayPanelController::connect() {
       std::make_shared<OverlayKeyboardMonitor>(accessibility_, *keyboardTap_, std::move(closures));
 }
 
-void OverlayPanelController::publishPinned(bool pinned) {
+void OverlayPanelController::sharePin(bool pinned) {
+  if (model_.isPinned() != pinned) model_.setPinned(pinned, false);
+  if (selectModel_.isPinned() != pinned) selectModel_.setPinned(pinned, false);
   std::lock_guard lock(eventTapState_->lock);
   eventTapState_->pinned = pinned;
 }
@@ -233,21 +230,21 @@ void OverlayPanelController::setKeyboardYielded(bool yielded) {
 // ---- Content -------------------------------------------------------------------
 
 void OverlayPanelController::activateLookupContent() {
-  if (presentedFeature_ == OverlayPresentedFeature::lookup) return;
-  presentedFeature_ = OverlayPresentedFeature::lookup;
-  const bool pinned = selectModel_.isPinned();
-  if (model_.isPinned() != pinned) model_.setPinned(pinned, false);
-  publishPinned(pinned);
-  window_.installContent(presentedFeature_);
+  activateContent(OverlayPresentedFeature::lookup);
 }
 
 void OverlayPanelController::activateSelectContent() {
-  if (presentedFeature_ == OverlayPresentedFeature::selectTranslate) return;
-  presentedFeature_ = OverlayPresentedFeature::selectTranslate;
-  const bool pinned = model_.isPinned();
-  if (selectModel_.isPinned() != pinned) selectModel_.setPinned(pinned, false);
-  publishPinned(pinned);
-  window_.installContent(presentedFeature_);
+  activateContent(OverlayPresentedFeature::selectTranslate);
+}
+
+void OverlayPanelController::activateContent(OverlayPresentedFeature feature) {
+  if (presentedFeature_ == feature) return;
+  // The card that comes keeps the pin of the one that goes.
+  const bool pinned = feature == OverlayPresentedFeature::lookup ? selectModel_.isPinned()
+                                                                 : model_.isPinned();
+  presentedFeature_ = feature;
+  sharePin(pinned);
+  window_.installContent(feature);
 }
 
 double OverlayPanelController::presentedCardHeight() const {
@@ -294,31 +291,13 @@ Rect OverlayPanelController::placementBounds(Point point) const {
 }
 
 double OverlayPanelController::anchorEdge(const Rect& rect) const {
-  switch (currentAnchor_) {
-    case OverlayAnchor::top:
-      return rect.maxY();
-    case OverlayAnchor::bottom:
-      return rect.minY();
-    case OverlayAnchor::center:
-      return rect.midY();
-  }
-  return rect.maxY();
+  // Where a card of no height would rest: the rectangle's top, bottom or middle.
+  return OverlayWindowGeometry::anchoredY(rect, currentAnchor_, 0);
 }
 
 Rect OverlayPanelController::resizedCardFrame(const Rect& cardFrame, double newHeight) const {
   const Rect bounds = currentPlacementBounds_.value_or(placementBounds(cardFrame.center()));
-  double y = cardFrame.minY();
-  switch (currentAnchor_) {
-    case OverlayAnchor::top:
-      y = cardFrame.maxY() - newHeight;
-      break;
-    case OverlayAnchor::bottom:
-      y = cardFrame.minY();
-      break;
-    case OverlayAnchor::center:
-      y = cardFrame.midY() - newHeight / 2;
-      break;
-  }
+  const double y = OverlayWindowGeometry::anchoredY(cardFrame, currentAnchor_, newHeight);
   return OverlayWindowGeometry::clamped(Rect{{cardFrame.minX(), y}, {cardFrame.width(), newHeight}},
                                         bounds);
 }

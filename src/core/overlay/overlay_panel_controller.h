@@ -144,7 +144,10 @@ class OverlayPanelController final : public OverlayPanelPresenting,
   void presentWindow(bool wasVisible);
   double presentedCardHeight() const;
   bool isPinned() const;
-  void publishPinned(bool pinned);
+  // Gives both cards the pin, and tells the keyboard tap.
+  void sharePin(bool pinned);
+  // Replaces the content when the feature changes.
+  void activateContent(OverlayPresentedFeature feature);
 
   void beginDrag(Point point);
   bool updateDrag(Point mouse);
