@@ -20,22 +20,22 @@ Rect OverlayWindowGeometry::clamped(const Rect& frame, const Rect& bounds) {
               frame.size};
 }
 
+double OverlayWindowGeometry::anchoredY(const Rect& box, OverlayAnchor anchor, double height) {
+  switch (anchor) {
+    case OverlayAnchor::top:
+      return box.maxY() - height;
+    case OverlayAnchor::bottom:
+      return box.minY();
+    case OverlayAnchor::center:
+      return box.midY() - height / 2;
+  }
+  return box.minY();
+}
+
 Rect OverlayWindowGeometry::visibleContentRect(const Rect& box, OverlayAnchor anchor,
                                                double contentHeight) {
   const double h = contentHeight > 0 ? std::min(box.height(), contentHeight) : box.height();
-  double y = box.minY();
-  switch (anchor) {
-    case OverlayAnchor::top:
-      y = box.maxY() - h;
-      break;
-    case OverlayAnchor::bottom:
-      y = box.minY();
-      break;
-    case OverlayAnchor::center:
-      y = box.midY() - h / 2;
-      break;
-  }
-  return Rect{{box.minX(), y}, {box.width(), h}};
+  return Rect{{box.minX(), anchoredY(box, anchor, h)}, {box.width(), h}};
 }
 
 OverlayRegionPlacement OverlayWindowGeometry::regionPlacement(const Rect& around, Size slotSize,

@@ -43,6 +43,9 @@ struct OverlayWindowGeometry {
   // along an axis is centred on them along it rather than pinned to one edge.
   static Rect clamped(const Rect& frame, const Rect& bounds);
 
+  // The y of a card `height` high that rests on the `anchor` edge of `box`.
+  static double anchoredY(const Rect& box, OverlayAnchor anchor, double height);
+
   // The part of `box` the card fills: its full width and `contentHeight` (when
   // positive, at most the box's height) against the `anchor` edge.
   static Rect visibleContentRect(const Rect& box, OverlayAnchor anchor, double contentHeight);

@@ -21,7 +21,9 @@ enum class InputEventType : uint32_t {
   leftMouseDown = 1,
   leftMouseUp = 2,
   rightMouseDown = 3,
+  rightMouseUp = 4,
   leftMouseDragged = 6,
+  rightMouseDragged = 7,
   keyDown = 10,
   keyUp = 11,
   flagsChanged = 12,
@@ -110,12 +112,15 @@ class AccessibilityPermissionProviding {
   virtual bool isProcessTrusted() const = 0;
 };
 
-// An event of this application's own windows, for the in-process monitors.
+// An event of this application's own windows, for the in-process monitors (and,
+// seen from outside, for the global ones).
 struct LocalInputEvent {
   InputEventType type = InputEventType::keyDown;
   uint16_t keyCode = 0;  // for key and flags events
   uint64_t modifierFlags = 0;
   bool isRepeat = false;
+  // Where a pointer event happened, in global points with a bottom-left origin.
+  Point location;
 };
 
 // In-process event monitors on the main thread, used when the global tap cannot

@@ -29,13 +29,13 @@ constexpr uint16_t kI = 34;
 
 // A key pressed and released with `flags`, as the recorder's monitor sees it.
 std::vector<LocalInputEvent> press(uint16_t keyCode, uint64_t flags = 0) {
-  return {{T::keyDown, keyCode, flags, false}, {T::keyUp, keyCode, flags, false}};
+  return {{T::keyDown, keyCode, flags, false, {}}, {T::keyUp, keyCode, flags, false, {}}};
 }
 // Flags-changed events in the notation of trigger_steps.h.
 std::vector<LocalInputEvent> flagSteps(const std::string& steps) {
   std::vector<LocalInputEvent> events;
   for (const auto& step : testing::parseSteps(steps)) {
-    events.push_back({step.type, step.keyCode, step.modifierFlags, false});
+    events.push_back({step.type, step.keyCode, step.modifierFlags, false, {}});
   }
   return events;
 }
@@ -209,10 +209,10 @@ TEST_F(ShortcutControllerTest, RecordingSuspendsTriggersAndSavesTheNewBinding) {
   EXPECT_TRUE(hotKeys_.registrations().empty());
 
   // Control+D: the key-down is swallowed, the result waits for the key-up.
-  EXPECT_FALSE(localEvents_.send({T::keyDown, 2, ModifierFlags::control, false}));
+  EXPECT_FALSE(localEvents_.send({T::keyDown, 2, ModifierFlags::control, false, {}}));
   scheduler_.runUntilIdle();
   EXPECT_FALSE(task.isDone());
-  EXPECT_FALSE(localEvents_.send({T::keyUp, 2, ModifierFlags::control, false}));
+  EXPECT_FALSE(localEvents_.send({T::keyUp, 2, ModifierFlags::control, false, {}}));
   scheduler_.runUntilIdle();
   ASSERT_TRUE(task.isDone());
   const ShortcutBinding expected{"lookupTrigger", ShortcutBindingKind::keyCombo, 2, 0x1000};

@@ -185,7 +185,7 @@ TEST(LocalOptionTapMonitorTest, DecidesLikeTheCommandTapWithThePointerLocation) 
         [&](const TriggerStep& s) {
           // The in-process monitor takes the location from the pointer.
           pointer.setLocation(s.location);
-          EXPECT_TRUE(events.send({s.type, s.keyCode, s.modifierFlags, false})) << "swallowed";
+          EXPECT_TRUE(events.send({s.type, s.keyCode, s.modifierFlags, false, {}})) << "swallowed";
         },
         [&](const std::string& op) {
           if (op == "cancel") monitor->cancelRegionSelection();
@@ -294,8 +294,8 @@ TEST(LocalOptionTapMonitorTest, OwnsOneInProcessMonitorThatAClosureMayDropMidDel
   ASSERT_TRUE(monitor->start());
   ASSERT_TRUE(monitor->start());
   EXPECT_EQ(events.monitorCount(), 1u);
-  events.send({T::flagsChanged, kLOpt, kOpt, false});
-  events.send({T::flagsChanged, kLOpt, 0, false});
+  events.send({T::flagsChanged, kLOpt, kOpt, false, {}});
+  events.send({T::flagsChanged, kLOpt, 0, false, {}});
   EXPECT_EQ(log, (std::vector<std::string>{"armed", "cancelled", "lookup"}));
   EXPECT_EQ(monitor, nullptr);
   EXPECT_EQ(events.monitorCount(), 0u);
