@@ -31,7 +31,12 @@
 #include <gtest/gtest.h>
 
 // Last: X's macros (None, Bool, KeyPress) would replace names of Qt and gtest.
+#include <X11/Xatom.h>
 #include <X11/keysym.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "platform/x11/x11_test_display.h"
 
@@ -60,6 +65,39 @@ Rgb over(Rgb colour, double opacity, QRgb under) {
   auto mix = [&](int c, int u) { return int(c * opacity + u * (1 - opacity) + 0.5); };
   return {mix(colour.r, qRed(under)), mix(colour.g, qGreen(under)), mix(colour.b, qBlue(under))};
 }
+
+// A compositing manager on the display for the lifetime of the object; it
+// owns the compositing selection from when the constructor returns.
+class CompositingManager {
+ public:
+  CompositingManager(Display* display, const std::string& displayName) : display_(display) {
+    pid_ = fork();
+    if (pid_ == 0) {
+      prctl(PR_SET_PDEATHSIG, SIGKILL);
+      execlp("xcompmgr", "xcompmgr", "-d", displayName.c_str(), static_cast<char*>(nullptr));
+      _exit(127);
+    }
+    EXPECT_TRUE(waitForOwner(true)) << "xcompmgr did not start (scripts/setup installs it)";
+  }
+  ~CompositingManager() {
+    kill(pid_, SIGTERM);
+    waitpid(pid_, nullptr, 0);
+    EXPECT_TRUE(waitForOwner(false));
+  }
+
+ private:
+  bool waitForOwner(bool owned) {
+    const Atom selection = XInternAtom(display_, "_NET_WM_CM_S0", False);
+    for (int i = 0; i < 500; ++i) {
+      if ((XGetSelectionOwner(display_, selection) != 0) == owned) return true;
+      usleep(10000);
+    }
+    return false;
+  }
+
+  Display* display_;
+  pid_t pid_ = -1;
+};
 
 ::testing::AssertionResult near(QRgb actual, Rgb expected) {
   const bool close = std::abs(qRed(actual) - expected.r) <= 2 &&
@@ -297,6 +335,7 @@ TEST_F(RegionSelectionWindowingTest, SurfacesCoverEachScreenAndDimAllButTheHole)
               });
   save(dark.copy(kMonitorA), "region_selection_dark" + scale + ".png");
 
+  appearance_.setMode(AppearanceMode::light);
   result_ = controller_->finish(gesture);
   ASSERT_TRUE(result_);
   EXPECT_EQ(result_->selectedRect(), (Rect{global(20, 480), {380, 380}}));
@@ -344,6 +383,55 @@ TEST_F(RegionSelectionWindowingTest, FailsafeAndSweepTakeWindowsDown) {
   EXPECT_EQ(controller_->cleanupOrphanCaptureWindows(), 1);
   EXPECT_TRUE(runUntil([&] { return mappedSurfaces().empty(); }));
   EXPECT_EQ(log_.back(), "failsafe orphan_window");
+}
+
+// With a compositing manager the window is translucent: what lies beneath
+// shows through the scrim as it is now, not as a picture taken before.
+TEST_F(RegionSelectionWindowingTest, ACompositedDesktopShowsThroughTheScrim) {
+  Display* display = desktop_->display();
+  // The compositor paints the desktop from the root's background picture.
+  const Pixmap picture = XCreatePixmap(display, desktop_->root(), 1, 1, 24);
+  GC gc = XCreateGC(display, picture, 0, nullptr);
+  XSetForeground(display, gc, kDesktop & 0xFFFFFF);
+  XFillRectangle(display, picture, gc, 0, 0, 1, 1);
+  XFreeGC(display, gc);
+  const Atom rootPicture = XInternAtom(display, "_XROOTPMAP_ID", False);
+  XChangeProperty(display, desktop_->root(), rootPicture, XA_PIXMAP, 32, PropModeReplace,
+                  reinterpret_cast<const unsigned char*>(&picture), 1);
+  // A window beneath the selection whose content will change.
+  const Window beneath =
+      XCreateSimpleWindow(display, desktop_->root(), 250, 550, 100, 100, 0, 0, kDesktop & 0xFFFFFF);
+  XSetWindowAttributes unmanaged;
+  unmanaged.override_redirect = True;
+  XChangeWindowAttributes(display, beneath, CWOverrideRedirect, &unmanaged);
+  XMapWindow(display, beneath);
+  XSync(display, False);
+
+  {
+    CompositingManager compositor(display, server_->displayName());
+    controller_->arm();
+    ASSERT_TRUE(runUntil([&] { return mappedSurfaces().size() == 3; }));
+    controller_->update({global(20, 100), global(400, 480), {}});
+    const Rgb desktop{qRed(kDesktop), qGreen(kDesktop), qBlue(kDesktop)};
+    ASSERT_TRUE(waitForPixel({300, 600}, over({0, 0, 0}, 0.48, kDesktop)));
+    const QImage shot = screenshot();
+    EXPECT_TRUE(near(shot.pixel(30, 450), desktop));
+    EXPECT_TRUE(near(shot.pixel(20, 450), over({0xD5, 0xD7, 0xDA}, 0.5, kDesktop)));
+    EXPECT_TRUE(near(shot.pixel(900, 500), desktop));
+
+    // What lies beneath changes while the scrim is up: it shows, dimmed.
+    const QRgb changed = qRgb(240, 240, 240);
+    XSetWindowBackground(display, beneath, changed & 0xFFFFFF);
+    XClearWindow(display, beneath);
+    XSync(display, False);
+    EXPECT_TRUE(waitForPixel({300, 600}, over({0, 0, 0}, 0.48, changed)));
+    controller_->dismissCaptureSurfaces();
+    EXPECT_TRUE(runUntil([&] { return mappedSurfaces().size() == 1; }));
+  }
+  XDestroyWindow(display, beneath);
+  XDeleteProperty(display, desktop_->root(), rootPicture);
+  XFreePixmap(display, picture);
+  XSync(display, False);
 }
 
 }  // namespace
