@@ -1,10 +1,14 @@
 #include "ui/region_selection_windowing.h"
 
+#include "base/log.h"
+#include "core/capture/screen_capture_error.h"
+
 #include <QApplication>
 #include <QGuiApplication>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QPainterPath>
+#include <QImage>
 #include <QPixmap>
 #include <QPointer>
 #include <QScreen>
@@ -19,6 +23,8 @@
 
 namespace trelvis {
 namespace {
+
+const LogCategory kLog("region-selection");
 
 constexpr qreal kCornerRadius = 4;
 // A selection narrower or shorter than this gets no hairline.
@@ -76,11 +82,14 @@ QScreen* screenFor(const Rect& displayBounds) {
 
 class QtRegionSelectionWindow final : public QWidget, public RegionSelectionWindow {
  public:
-  QtRegionSelectionWindow(const Rect& frame, QScreen* screen, AppearanceMode appearance)
+  QtRegionSelectionWindow(const Rect& frame, const Rect& displayBounds, QScreen* screen,
+                          ScreenshotCapturing& screenshots, AppearanceMode appearance)
       : QWidget(nullptr, Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
                              Qt::X11BypassWindowManagerHint | Qt::WindowDoesNotAcceptFocus |
                              Qt::NoDropShadowWindowHint),
         frame_(frame),
+        displayBounds_(displayBounds),
+        screenshots_(screenshots),
         translucent_(isCompositing()) {
     state_.appearance = appearance;
     setObjectName(QString::fromUtf8(kIdentifier.data(), static_cast<qsizetype>(kIdentifier.size())));
@@ -101,7 +110,7 @@ class QtRegionSelectionWindow final : public QWidget, public RegionSelectionWind
     if (!QWidget::isVisible()) {
       // The picture must be of what lies beneath, so it is taken before the
       // window covers it.
-      if (!translucent_) backdrop_ = screen()->grabWindow(0);
+      if (!translucent_) takeBackdrop();
       show();
     }
     raise();
@@ -109,7 +118,8 @@ class QtRegionSelectionWindow final : public QWidget, public RegionSelectionWind
 
   void orderOut() override {
     hide();
-    backdrop_ = QPixmap();
+    backdrop_ = QImage();
+    backdropPixels_ = CapturedImage();
   }
 
   void display(const RegionSelectionViewState& state) override {
@@ -122,7 +132,7 @@ class QtRegionSelectionWindow final : public QWidget, public RegionSelectionWind
   void paintEvent(QPaintEvent*) override {
     QPainter painter(this);
     if (!backdrop_.isNull()) {
-      painter.drawPixmap(QPointF(0, 0), backdrop_);
+      painter.drawImage(QPointF(0, 0), backdrop_);
     } else if (!translucent_) {
       painter.fillRect(rect(), Qt::black);
     }
@@ -156,6 +166,32 @@ class QtRegionSelectionWindow final : public QWidget, public RegionSelectionWind
   }
 
  private:
+  // The picture is painted from the captured pixels where they lie; a capture
+  // that fails leaves it to Qt's slower reading of the screen.
+  void takeBackdrop() {
+    backdrop_ = QImage();
+    try {
+      backdropPixels_ = screenshots_.captureImage(displayBounds_);
+      const CapturedImage& pixels = backdropPixels_;
+      if (pixels.layout == CapturedImage::Layout::bgrx) {
+        backdrop_ = QImage(pixels.pixels, pixels.width, pixels.height, pixels.width * 4,
+                           QImage::Format_RGB32);
+      } else {
+        // X, R, G, B: a server of the other byte order.
+        backdrop_ = QImage(pixels.width, pixels.height, QImage::Format_RGB32);
+        for (int y = 0; y < pixels.height; ++y) {
+          auto* line = reinterpret_cast<QRgb*>(backdrop_.scanLine(y));
+          const uint8_t* from = pixels.pixels + static_cast<size_t>(y) * pixels.width * 4;
+          for (int x = 0; x < pixels.width; ++x, from += 4) line[x] = qRgb(from[1], from[2], from[3]);
+        }
+      }
+    } catch (const ScreenCaptureError& error) {
+      kLog.warning("the screen's picture under the selection came from Qt: {}", error.what());
+      backdrop_ = screen()->grabWindow(0).toImage();
+    }
+    backdrop_.setDevicePixelRatio(devicePixelRatioF());
+  }
+
   // The view's points are the display's pixels with the origin at the bottom
   // left; Qt's are device-independent with the origin at the top left.
   QRectF logicalRect(const Rect& local) const {
@@ -173,16 +209,20 @@ class QtRegionSelectionWindow final : public QWidget, public RegionSelectionWind
 
   const std::string identifier_{kIdentifier};
   const Rect frame_;
+  const Rect displayBounds_;
+  ScreenshotCapturing& screenshots_;
   const bool translucent_;
   RegionSelectionViewState state_;
-  QPixmap backdrop_;
+  CapturedImage backdropPixels_;
+  QImage backdrop_;  // over backdropPixels_ when they are bgrx
 };
 
 }  // namespace
 
 std::shared_ptr<RegionSelectionWindow> QtRegionSelectionWindowing::makeWindow(
     const Rect& frame, const Rect& displayBounds, AppearanceMode appearance) {
-  auto* window = new QtRegionSelectionWindow(frame, screenFor(displayBounds), appearance);
+  auto* window = new QtRegionSelectionWindow(frame, displayBounds, screenFor(displayBounds),
+                                             screenshots_, appearance);
   return std::shared_ptr<QtRegionSelectionWindow>(
       window, [guard = QPointer<QWidget>(window)](QtRegionSelectionWindow*) {
         if (!guard) return;

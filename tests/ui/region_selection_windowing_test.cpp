@@ -259,7 +259,7 @@ class RegionSelectionWindowingTest : public ::testing::Test {
    private:
     const X11ScreenCapture& all_;
   } screens_{capture_};
-  QtRegionSelectionWindowing windowing_;
+  QtRegionSelectionWindowing windowing_{capture_};
   InMemoryPreferenceStore defaults_;
   AppearanceStore appearance_{defaults_};
   std::shared_ptr<RegionSelectionOverlayController> controller_;

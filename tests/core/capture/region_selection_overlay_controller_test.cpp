@@ -4,6 +4,7 @@
 #include <optional>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -74,7 +75,7 @@ class RegionSelectionOverlayControllerTest : public ::testing::Test {
         controller_->update(*update.gesture());
         break;
       case Update::Kind::completed:
-        log_.add(describeResult(controller_->finish(*update.gesture())));
+        results_.push_back(describeResult(controller_->finish(*update.gesture())));
         break;
       case Update::Kind::cancelled:
         controller_->resetDrag();
@@ -105,6 +106,7 @@ class RegionSelectionOverlayControllerTest : public ::testing::Test {
   AppearanceStore appearance_{defaults_};
   ShortcutBinding binding_ = kLeftOptionTap;
   std::shared_ptr<RegionSelectionOverlayController> controller_;
+  Log results_;  // what each completion gave
 };
 
 TEST_F(RegionSelectionOverlayControllerTest, ArmingTwiceMakesOneWindowPerScreenAndSweepsFirst) {
@@ -137,14 +139,8 @@ TEST_F(RegionSelectionOverlayControllerTest, ADragReportedTwiceGivesOneRegion) {
     FakeRegionSelectionWindow& a = window(windowing_.made.size() - 1);
     log_.take();
     auto both = [&](Phase phase, Update::Kind kind, Point end) {
-      auto fromView = [&] { a.report(phase, end); };
-      auto fromMonitor = [&] { monitor(kind, {100, 100}, end); };
-      if (viewFirst) {
-        fromView();
-        fromMonitor();
-      } else {
-        fromMonitor();
-        fromView();
+      for (bool view : {viewFirst, !viewFirst}) {
+        view ? a.report(phase, end) : monitor(kind, {100, 100}, end);
       }
     };
     both(Phase::began, Update::Kind::began, {100, 100});
@@ -154,16 +150,11 @@ TEST_F(RegionSelectionOverlayControllerTest, ADragReportedTwiceGivesOneRegion) {
     EXPECT_EQ(a.view.selectionRect, R(100, 100, 300, 200));
     both(Phase::completed, Update::Kind::completed, {400, 300});
 
-    const Log entries = log_.take();
-    Log results;
-    for (const std::string& entry : entries) {
-      if (entry.starts_with("result")) results.push_back(entry);
-    }
     // A second completion finds the surfaces gone and gives nothing; the view
     // of a window that went no longer reports.
-    const Log expected = viewFirst ? Log{"result (100, 100) -> (400, 300)", "result none"}
-                                   : Log{"result (100, 100) -> (400, 300)"};
-    EXPECT_EQ(results, expected);
+    const Log once{"result (100, 100) -> (400, 300)"};
+    const Log twice{"result (100, 100) -> (400, 300)", "result none"};
+    EXPECT_EQ(std::exchange(results_, {}), viewFirst ? twice : once);
     EXPECT_TRUE(controller_->captureSurfaces().empty());
     EXPECT_FALSE(a.visible);
   }
