@@ -55,6 +55,9 @@ class TestEnvironment {
   std::shared_ptr<FakePronunciationPlayer> playback =
       std::make_shared<FakePronunciationPlayer>(log);
   std::shared_ptr<FakeRegionOverlay> regionOverlay = std::make_shared<FakeRegionOverlay>(log);
+  // What the overlay was made with.
+  AppearanceStore* regionOverlayAppearance = nullptr;
+  std::function<ShortcutBinding()> regionOverlayBinding;
   std::shared_ptr<FakeOverlayPanel> panel = std::make_shared<FakeOverlayPanel>(log);
   std::shared_ptr<FakeMainWindowModel> mainWindow = std::make_shared<FakeMainWindowModel>(log);
   std::shared_ptr<FakeScreenCapture> capture = std::make_shared<FakeScreenCapture>(log);
@@ -86,11 +89,16 @@ class TestEnvironment {
         },
         [] { return false; },
         [this] { log.add("activate application"); },
+        [this](AppearanceStore& appearance, std::function<ShortcutBinding()> binding) {
+          regionOverlayAppearance = &appearance;
+          regionOverlayBinding = std::move(binding);
+          return regionOverlay;
+        },
     };
     app_ = AppEnvironment::create(
         std::move(platform),
-        {signIn, tokens, learning, membership, learning, playback, regionOverlay, panel, mainWindow,
-         mainWindow, capture, select, input, input, input});
+        {signIn, tokens, learning, membership, learning, playback, panel, mainWindow, mainWindow,
+         capture, select, input, input, input});
   }
 
   std::shared_ptr<AppEnvironment> app_;

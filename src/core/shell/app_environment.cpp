@@ -61,7 +61,7 @@ std::shared_ptr<AppEnvironment> AppEnvironment::create(Platform platform,
 
 AppEnvironment::AppEnvironment(Platform platform, Collaborators collaborators)
     : platform_(std::move(platform)), c_(std::move(collaborators)) {
-  TRELVIS_DCHECK(c_.auth && c_.accessTokens && c_.pronunciation && c_.regionSelectionOverlay &&
+  TRELVIS_DCHECK(c_.auth && c_.accessTokens && c_.pronunciation &&
                      c_.panelController && c_.translationAvailability && c_.mainWindowModel &&
                      c_.captureService && c_.selectTranslateCoordinator &&
                      c_.inputTranslateCoordinator && c_.inputTranslateModel &&
@@ -98,6 +98,12 @@ AppEnvironment::AppEnvironment(Platform platform, Collaborators collaborators)
   englishPronunciationStore_ = std::make_unique<EnglishPronunciationStore>(defaults);
   overlayModel_ = std::make_shared<LookupOverlayModel>(
       *c_.pronunciation, c_.enrollmentCoordinator.get(), pronunciationSettings_.get());
+  regionSelectionOverlay_ = platform_.makeRegionSelectionOverlay(
+      *appearance_, [controller = std::weak_ptr(shortcutController_)] {
+        const auto live = controller.lock();
+        return live ? live->regionBinding() : ShortcutBinding{};
+      });
+  TRELVIS_DCHECK(regionSelectionOverlay_, "the region selection overlay is missing");
 
   signInHistory_ = std::make_unique<SignInHistoryStore>(defaults);
   newUserJourney_ = std::make_unique<NewUserJourneyTracker>();
@@ -153,8 +159,8 @@ void AppEnvironment::connect() {
   shortcutController_->onRegionSelection = weakly(self, &AppEnvironment::handleRegionSelection);
   shortcutController_->onInputTranslateTriggered =
       weakly(self, &AppEnvironment::handleInputTrigger);
-  c_.regionSelectionOverlay->onGestureUpdate = weakly(self, &AppEnvironment::handleRegionSelection);
-  c_.regionSelectionOverlay->onFailsafeCancel =
+  regionSelectionOverlay_->onGestureUpdate = weakly(self, &AppEnvironment::handleRegionSelection);
+  regionSelectionOverlay_->onFailsafeCancel =
       weakly(shortcutController_, &ShortcutController::cancelRegionSelection);
   c_.inputTranslatePanel->onWillShow = weakly(self, &AppEnvironment::makeWayForInput);
 }
@@ -221,7 +227,7 @@ void AppEnvironment::showMainWindow(std::optional<MainTab> tab) {
 // ---- Gates -------------------------------------------------------------------
 
 void AppEnvironment::clearRegionOverlay() {
-  RegionSelectionOverlayControlling& overlay = *c_.regionSelectionOverlay;
+  RegionSelectionOverlayControlling& overlay = *regionSelectionOverlay_;
   overlay.resetDrag();
   overlay.dismissCaptureSurfaces();
   overlay.cleanupOrphanCaptureWindows();
@@ -277,7 +283,7 @@ void AppEnvironment::handleSelectTrigger(const HotKeyEvent& event, bool sharedWi
 }
 
 void AppEnvironment::handleRegionSelection(const RegionSelectionGestureUpdate& update) {
-  RegionSelectionOverlayControlling& overlay = *c_.regionSelectionOverlay;
+  RegionSelectionOverlayControlling& overlay = *regionSelectionOverlay_;
   using Kind = RegionSelectionGestureUpdate::Kind;
   switch (update.kind()) {
     case Kind::armed:
@@ -328,7 +334,7 @@ void AppEnvironment::makeWayForInput() {
 }
 
 void AppEnvironment::handleTranslationAvailabilityChange(bool available) {
-  c_.regionSelectionOverlay->cleanupOrphanCaptureWindows();
+  regionSelectionOverlay_->cleanupOrphanCaptureWindows();
   if (available) {
     if (!shortcutController_->isStarted()) shortcutController_->start();
     return;

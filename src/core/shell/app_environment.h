@@ -81,6 +81,11 @@ class AppEnvironment : public std::enable_shared_from_this<AppEnvironment> {
     std::function<bool()> isApplicationActive;
     // Brings the application to the front, ignoring other applications.
     std::function<void()> activateApplication;
+    // Makes the region selection overlay over the environment's appearance store
+    // and a reading of the live region binding.
+    std::function<std::shared_ptr<RegionSelectionOverlayControlling>(
+        AppearanceStore& appearance, std::function<ShortcutBinding()> regionBinding)>
+        makeRegionSelectionOverlay;
   };
 
   // The long-lived objects that the environment receives ready-made instead of
@@ -93,7 +98,6 @@ class AppEnvironment : public std::enable_shared_from_this<AppEnvironment> {
     std::shared_ptr<MembershipStatusRefreshing> membershipStatusStore;  // optional
     std::shared_ptr<LearningEnrolling> enrollmentCoordinator;           // optional
     std::shared_ptr<PronunciationPlaying> pronunciation;
-    std::shared_ptr<RegionSelectionOverlayControlling> regionSelectionOverlay;
     std::shared_ptr<OverlayPanelPresenting> panelController;
     std::shared_ptr<TranslationAvailabilityGating> translationAvailability;
     std::shared_ptr<MainWindowControlling> mainWindowModel;
@@ -131,6 +135,7 @@ class AppEnvironment : public std::enable_shared_from_this<AppEnvironment> {
   bool started() const { return started_; }
   ShortcutController& shortcutController() { return *shortcutController_; }
   LookupOverlayModel& overlayModel() { return *overlayModel_; }
+  RegionSelectionOverlayControlling& regionSelectionOverlay() { return *regionSelectionOverlay_; }
   LookupCoordinator& lookupCoordinator() { return *lookupCoordinator_; }
   AnalyticsService& analytics() { return *analytics_; }
   TargetLanguageStore& targetLanguageStore() { return *targetLanguageStore_; }
@@ -174,6 +179,7 @@ class AppEnvironment : public std::enable_shared_from_this<AppEnvironment> {
   std::shared_ptr<LookupAPIClient> lookupAPIClient_;
   std::unique_ptr<EnglishPronunciationStore> englishPronunciationStore_;
   std::shared_ptr<LookupOverlayModel> overlayModel_;
+  std::shared_ptr<RegionSelectionOverlayControlling> regionSelectionOverlay_;
   std::unique_ptr<SignInHistoryStore> signInHistory_;
   std::unique_ptr<NewUserJourneyTracker> newUserJourney_;
   std::unique_ptr<SetupCompletionStore> setupCompletion_;

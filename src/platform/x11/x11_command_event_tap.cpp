@@ -222,18 +222,7 @@ void X11CommandEventTap::Session::deliver(x11::Connection& connection,
 }
 
 void X11CommandEventTap::Session::refreshKeyboardMapping(Display* display) {
-  int minKeycode = 0;
-  int maxKeycode = 0;
-  XDisplayKeycodes(display, &minKeycode, &maxKeycode);
-  int perKeycode = 0;
-  KeySym* keysyms = XGetKeyboardMapping(display, static_cast<KeyCode>(minKeycode),
-                                        maxKeycode - minKeycode + 1, &perKeycode);
-  if (!keysyms) return;
-  const size_t count = static_cast<size_t>(maxKeycode - minKeycode + 1) *
-                       static_cast<size_t>(std::max(perKeycode, 0));
-  translator_.setKeycodeMap(X11RawEventTranslator::keycodeMap(
-      std::span<const unsigned long>(keysyms, count), minKeycode, perKeycode));
-  XFree(keysyms);
+  if (auto map = x11::keycodeMap(display)) translator_.setKeycodeMap(*map);
 }
 
 void X11CommandEventTap::Session::refreshPointerMapping(Display* display) {

@@ -7,9 +7,11 @@
 #include <xcb/xcb.h>
 #include <xcb/xproto.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <mutex>
+#include <span>
 #include <vector>
 
 #include "base/log.h"
@@ -144,6 +146,22 @@ int primaryScreenHeight(Display* display) {
   const std::vector<Monitor> all = monitors(display);
   const Monitor* origin = originMonitor(all);
   return origin ? origin->height : DisplayHeight(display, DefaultScreen(display));
+}
+
+std::optional<X11RawEventTranslator::KeycodeMap> keycodeMap(Display* display) {
+  int minKeycode = 0;
+  int maxKeycode = 0;
+  XDisplayKeycodes(display, &minKeycode, &maxKeycode);
+  int perKeycode = 0;
+  KeySym* keysyms = XGetKeyboardMapping(display, static_cast<KeyCode>(minKeycode),
+                                        maxKeycode - minKeycode + 1, &perKeycode);
+  if (!keysyms) return std::nullopt;
+  const size_t count = static_cast<size_t>(maxKeycode - minKeycode + 1) *
+                       static_cast<size_t>(std::max(perKeycode, 0));
+  auto map = X11RawEventTranslator::keycodeMap(std::span<const unsigned long>(keysyms, count),
+                                               minKeycode, perKeycode);
+  XFree(keysyms);
+  return map;
 }
 
 unsigned int numLockMask(Display* display) {

@@ -14,9 +14,12 @@
 
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "platform/x11/x11_raw_event_translator.h"
 
 namespace trelvis::x11 {
 
@@ -98,6 +101,11 @@ struct PointerState {
   unsigned int mask = 0;
 };
 PointerState queryPointer(Display* display, Window root);
+
+// The virtual key code of each X keycode under the server's keyboard mapping now,
+// each key known as X11RawEventTranslator::keycodeMap says; none when the
+// server gives no mapping.
+std::optional<X11RawEventTranslator::KeycodeMap> keycodeMap(Display* display);
 
 // The modifier bit that Num Lock sets, from the modifier map; 0 when no modifier
 // holds Num Lock.

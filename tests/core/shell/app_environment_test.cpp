@@ -146,6 +146,10 @@ TEST_F(AppEnvironmentTest, RegionSelectionUpdatesPassTheSameGate) {
         "panel show region 100,100"}},
       {"cancelled", Update::cancelled(), true, false, kClearOverlay},
   };
+  // The overlay watches the environment's appearance and reads the live binding.
+  AppEnvironment& app = env.app();
+  EXPECT_EQ(env.regionOverlayAppearance, &app.appearance());
+  EXPECT_EQ(env.regionOverlayBinding(), app.shortcutController().regionBinding());
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     env.mainWindow->available = c.available;
