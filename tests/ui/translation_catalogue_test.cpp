@@ -116,6 +116,7 @@ TEST(TranslationCatalogueTest, HoldsEveryKeyTheCodeUsesInBothLanguages) {
   // The scan finds the keys of every layer that has some.
   ASSERT_TRUE(used.count("shortcut.key.code"));
   ASSERT_TRUE(used.count("lookup.error.title"));
+  ASSERT_TRUE(used.count("tray.quit"));
 
   for (const auto& [key, file] : used) {
     EXPECT_TRUE(english.count(key)) << key << " (used in " << file << ") is not in trelvis_en.ts";
