@@ -138,7 +138,6 @@ class QtLocalEventMonitor::Filter final : public QObject {
       case QEvent::KeyPress:
       case QEvent::KeyRelease:
       case QEvent::MouseButtonPress:
-      case QEvent::MouseButtonDblClick:
       case QEvent::MouseButtonRelease:
       case QEvent::MouseMove:
         break;
@@ -228,8 +227,9 @@ std::optional<LocalInputEvent> QtLocalEventMonitor::translate(const QEvent& even
       return LocalInputEvent{press ? InputEventType::keyDown : InputEventType::keyUp, code, flags,
                              key.isAutoRepeat()};
     }
-    case QEvent::MouseButtonPress:
-    case QEvent::MouseButtonDblClick: {
+    // A double click's second press arrives as a press too; the double-click
+    // event that follows it is no new press.
+    case QEvent::MouseButtonPress: {
       const auto& mouse = static_cast<const QMouseEvent&>(event);
       const uint64_t flags = flagsOfQtModifiers(mouse.modifiers());
       switch (mouse.button()) {
