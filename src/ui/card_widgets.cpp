@@ -23,18 +23,40 @@ void paintHighlight(QPainter& painter, const QRectF& rect, const CardTheme& them
 
 }  // namespace
 
+// ---- CardButton ----------------------------------------------------------------
+
+CardButton::CardButton(QWidget* parent) : QAbstractButton(parent) {
+  setFocusPolicy(Qt::NoFocus);
+  setCursor(Qt::PointingHandCursor);
+}
+
+void CardButton::setTheme(const CardTheme& theme) {
+  theme_ = theme;
+  update();
+}
+
+void CardButton::enterEvent(QEnterEvent* event) {
+  hovered_ = true;
+  update();
+  QAbstractButton::enterEvent(event);
+}
+
+void CardButton::leaveEvent(QEvent* event) {
+  hovered_ = false;
+  update();
+  QAbstractButton::leaveEvent(event);
+}
+
 // ---- CardIconButton -----------------------------------------------------------
 
 CardIconButton::CardIconButton(const QString& iconName, QWidget* parent)
-    : QAbstractButton(parent), iconName_(iconName) {
-  setFocusPolicy(Qt::NoFocus);
-  setCursor(Qt::PointingHandCursor);
+    : CardButton(parent), iconName_(iconName) {
   setIconSize(QSize(kIconSize, kIconSize));
   setFixedSize(sizeHint());
 }
 
 void CardIconButton::setTheme(const CardTheme& theme) {
-  theme_ = theme;
+  CardButton::setTheme(theme);
   updateIcon();
 }
 
@@ -46,7 +68,7 @@ void CardIconButton::setIconName(const QString& name, bool accent) {
 }
 
 void CardIconButton::updateIcon() {
-  const QColor color = accent_ ? theme_.accent : theme_.secondaryText;
+  const QColor color = accent_ ? theme().accent : theme().secondaryText;
   if (color.isValid()) setIcon(tintedIcon(iconName_, color, kIconSize));
   update();
 }
@@ -54,40 +76,25 @@ void CardIconButton::updateIcon() {
 void CardIconButton::paintEvent(QPaintEvent*) {
   QPainter painter(this);
   painter.setRenderHint(QPainter::Antialiasing);
-  paintHighlight(painter, QRectF(rect()), theme_, hovered_ && isEnabled(), isDown());
+  paintHighlight(painter, QRectF(rect()), theme(), isHovered() && isEnabled(), isDown());
   const QRect iconRect((width() - kIconSize) / 2, (height() - kIconSize) / 2, kIconSize, kIconSize);
   painter.setOpacity(isEnabled() ? 1.0 : 0.45);
   icon().paint(&painter, iconRect);
 }
 
-void CardIconButton::enterEvent(QEnterEvent* event) {
-  hovered_ = true;
-  update();
-  QAbstractButton::enterEvent(event);
-}
-
-void CardIconButton::leaveEvent(QEvent* event) {
-  hovered_ = false;
-  update();
-  QAbstractButton::leaveEvent(event);
-}
-
 // ---- CardTextButton -----------------------------------------------------------
 
 CardTextButton::CardTextButton(QString iconName, bool prominent, QWidget* parent)
-    : QAbstractButton(parent), iconName_(std::move(iconName)), prominent_(prominent) {
-  setFocusPolicy(Qt::NoFocus);
-  setCursor(Qt::PointingHandCursor);
+    : CardButton(parent), iconName_(std::move(iconName)), prominent_(prominent) {
   setFont(cardFont(CardFont::button));
   setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
 }
 
 void CardTextButton::setTheme(const CardTheme& theme) {
-  theme_ = theme;
+  CardButton::setTheme(theme);
   if (!iconName_.isEmpty()) {
     icon_ = tintedIcon(iconName_, prominent_ ? theme.background : theme.primaryText, 16);
   }
-  update();
 }
 
 QSize CardTextButton::sizeHint() const {
@@ -96,46 +103,35 @@ QSize CardTextButton::sizeHint() const {
 }
 
 void CardTextButton::paintEvent(QPaintEvent*) {
+  const CardTheme& colors = theme();
   QPainter painter(this);
   painter.setRenderHint(QPainter::Antialiasing);
   const QRectF frame = QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5);
   if (prominent_) {
-    QColor fill = theme_.accent;
+    QColor fill = colors.accent;
     if (isDown()) {
       fill = fill.darker(115);
-    } else if (hovered_) {
+    } else if (isHovered()) {
       fill = fill.lighter(108);
     }
     painter.setPen(Qt::NoPen);
     painter.setBrush(fill);
     painter.drawRoundedRect(frame, kControlRadius, kControlRadius);
   } else {
-    painter.setPen(QPen(theme_.border, 1));
+    painter.setPen(QPen(colors.border, 1));
     painter.setBrush(Qt::NoBrush);
     painter.drawRoundedRect(frame, kControlRadius, kControlRadius);
-    paintHighlight(painter, frame, theme_, hovered_, isDown());
+    paintHighlight(painter, frame, colors, isHovered(), isDown());
   }
   int x = 12;
   if (!icon_.isNull()) {
     icon_.paint(&painter, QRect(x, (height() - 16) / 2, 16, 16));
     x += 16 + 6;
   }
-  painter.setPen(prominent_ ? theme_.background : theme_.primaryText);
+  painter.setPen(prominent_ ? colors.background : colors.primaryText);
   painter.setFont(font());
   painter.drawText(QRect(x, 0, width() - x - 12, height()), Qt::AlignVCenter | Qt::AlignLeft,
                    text());
-}
-
-void CardTextButton::enterEvent(QEnterEvent* event) {
-  hovered_ = true;
-  update();
-  QAbstractButton::enterEvent(event);
-}
-
-void CardTextButton::leaveEvent(QEvent* event) {
-  hovered_ = false;
-  update();
-  QAbstractButton::leaveEvent(event);
 }
 
 // ---- ChipLabel ------------------------------------------------------------------

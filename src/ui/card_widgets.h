@@ -15,13 +15,29 @@ class QVariantAnimation;
 
 namespace trelvis {
 
-// A square, borderless button showing a monochrome icon, with a rounded
-// highlight under the pointer.
-class CardIconButton final : public QAbstractButton {
+// The card's buttons: no focus, a pointing hand, and a highlight under the pointer.
+class CardButton : public QAbstractButton {
+ public:
+  explicit CardButton(QWidget* parent);
+  virtual void setTheme(const CardTheme& theme);
+
+ protected:
+  bool isHovered() const { return hovered_; }
+  const CardTheme& theme() const { return theme_; }
+  void enterEvent(QEnterEvent* event) override;
+  void leaveEvent(QEvent* event) override;
+
+ private:
+  CardTheme theme_;
+  bool hovered_ = false;
+};
+
+// A square, borderless button showing a monochrome icon.
+class CardIconButton final : public CardButton {
  public:
   CardIconButton(const QString& iconName, QWidget* parent);
 
-  void setTheme(const CardTheme& theme);
+  void setTheme(const CardTheme& theme) override;
   // Another icon of resources/icons, in the theme's colour or in the accent.
   void setIconName(const QString& name, bool accent = false);
 
@@ -29,38 +45,30 @@ class CardIconButton final : public QAbstractButton {
 
  protected:
   void paintEvent(QPaintEvent* event) override;
-  void enterEvent(QEnterEvent* event) override;
-  void leaveEvent(QEvent* event) override;
 
  private:
   void updateIcon();
 
-  CardTheme theme_;
   QString iconName_;
   bool accent_ = false;
-  bool hovered_ = false;
 };
 
 // A rounded button with a short text and, optionally, an icon before it. The
 // prominent kind is filled with the accent colour.
-class CardTextButton final : public QAbstractButton {
+class CardTextButton final : public CardButton {
  public:
   CardTextButton(QString iconName, bool prominent, QWidget* parent);
 
-  void setTheme(const CardTheme& theme);
+  void setTheme(const CardTheme& theme) override;
   QSize sizeHint() const override;
 
  protected:
   void paintEvent(QPaintEvent* event) override;
-  void enterEvent(QEnterEvent* event) override;
-  void leaveEvent(QEvent* event) override;
 
  private:
-  CardTheme theme_;
   QString iconName_;
   QIcon icon_;
   bool prominent_;
-  bool hovered_ = false;
 };
 
 // A label on a rounded tinted background, sized to its text.
