@@ -5,6 +5,7 @@
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QObject>
+#include <QScreen>
 
 // X headers last, and without the macros that would rename QEvent's types.
 #include <X11/XKBlib.h>
@@ -196,6 +197,20 @@ bool QtLocalEventMonitor::deliver(const LocalInputEvent& event) {
   return true;
 }
 
+namespace {
+
+// Where the pointer is in the X server's root pixels, with the origin at the
+// bottom left of the primary screen, as the global tap reports it.
+Point globalLocation(const QMouseEvent& mouse) {
+  const QScreen* primary = QGuiApplication::primaryScreen();
+  const qreal ratio = primary ? primary->devicePixelRatio() : 1;
+  const qreal height = primary ? primary->geometry().height() * ratio : 0;
+  const QPointF at = mouse.globalPosition() * ratio;
+  return X11KeyTranslation::globalPoint(at.x(), at.y(), height);
+}
+
+}  // namespace
+
 std::optional<LocalInputEvent> QtLocalEventMonitor::translate(const QEvent& event) {
   switch (event.type()) {
     case QEvent::KeyPress:
@@ -220,38 +235,39 @@ std::optional<LocalInputEvent> QtLocalEventMonitor::translate(const QEvent& even
         } else {
           flags &= ~*flag;
         }
-        return LocalInputEvent{InputEventType::flagsChanged, code, flags, false};
+        return LocalInputEvent{InputEventType::flagsChanged, code, flags, false, {}};
       }
       // A held key repeats as presses; the releases between them are not real.
       if (!press && key.isAutoRepeat()) return std::nullopt;
       return LocalInputEvent{press ? InputEventType::keyDown : InputEventType::keyUp, code, flags,
-                             key.isAutoRepeat()};
+                             key.isAutoRepeat(), {}};
     }
     // A double click's second press arrives as a press too; the double-click
     // event that follows it is no new press.
     case QEvent::MouseButtonPress: {
       const auto& mouse = static_cast<const QMouseEvent&>(event);
       const uint64_t flags = flagsOfQtModifiers(mouse.modifiers());
+      const Point at = globalLocation(mouse);
       switch (mouse.button()) {
         case Qt::LeftButton:
-          return LocalInputEvent{InputEventType::leftMouseDown, 0, flags, false};
+          return LocalInputEvent{InputEventType::leftMouseDown, 0, flags, false, at};
         case Qt::RightButton:
-          return LocalInputEvent{InputEventType::rightMouseDown, 0, flags, false};
+          return LocalInputEvent{InputEventType::rightMouseDown, 0, flags, false, at};
         default:
-          return LocalInputEvent{InputEventType::otherMouseDown, 0, flags, false};
+          return LocalInputEvent{InputEventType::otherMouseDown, 0, flags, false, at};
       }
     }
     case QEvent::MouseButtonRelease: {
       const auto& mouse = static_cast<const QMouseEvent&>(event);
       if (mouse.button() != Qt::LeftButton) return std::nullopt;
       return LocalInputEvent{InputEventType::leftMouseUp, 0, flagsOfQtModifiers(mouse.modifiers()),
-                             false};
+                             false, globalLocation(mouse)};
     }
     case QEvent::MouseMove: {
       const auto& mouse = static_cast<const QMouseEvent&>(event);
       if (!(mouse.buttons() & Qt::LeftButton)) return std::nullopt;
       return LocalInputEvent{InputEventType::leftMouseDragged, 0,
-                             flagsOfQtModifiers(mouse.modifiers()), false};
+                             flagsOfQtModifiers(mouse.modifiers()), false, globalLocation(mouse)};
     }
     default:
       return std::nullopt;

@@ -5,6 +5,7 @@
 #include <QGuiApplication>
 #include <QKeyEvent>
 #include <QMouseEvent>
+#include <QScreen>
 #include <QWidget>
 #include <QWindow>
 
@@ -38,7 +39,7 @@ std::string describe(const LocalInputEvent& e) {
   return text;
 }
 std::string describe(T type, uint16_t code = 0, uint64_t flags = 0) {
-  return describe(LocalInputEvent{type, code, flags, false});
+  return describe(LocalInputEvent{type, code, flags, false, {}});
 }
 
 constexpr uint64_t kOption = ModifierFlags::option;
@@ -197,7 +198,7 @@ TEST_F(QtLocalEventMonitorTest, TranslatesQtKeysWhereNoXCodesCame) {
        describe(T::flagsChanged, 57, ModifierFlags::capsLock)},
       {QEvent::KeyRelease, Qt::Key_CapsLock, Qt::NoModifier, false, std::nullopt},
       {QEvent::KeyPress, Qt::Key_B, Qt::NoModifier, true,
-       describe(LocalInputEvent{T::keyDown, 11, 0, true})},
+       describe(LocalInputEvent{T::keyDown, 11, 0, true, {}})},
       {QEvent::KeyRelease, Qt::Key_B, Qt::NoModifier, true, std::nullopt},
       {QEvent::KeyRelease, Qt::Key_B, Qt::NoModifier, false, describe(T::keyUp, 11)},
   };
@@ -221,11 +222,17 @@ TEST_F(QtLocalEventMonitorTest, TranslatesQtKeysWhereNoXCodesCame) {
       {QEvent::MouseMove, Qt::NoButton, Qt::NoButton, std::nullopt},
       {QEvent::MouseMove, Qt::NoButton, Qt::LeftButton, describe(T::leftMouseDragged)},
   };
+  // The pointer's place is the root window's, counted from the primary screen's bottom.
+  const double screenHeight = QGuiApplication::primaryScreen()->geometry().height();
   for (const MouseCase& c : mice) {
-    QMouseEvent event(c.type, QPointF(1, 1), QPointF(1, 1), c.button, c.buttons, Qt::NoModifier);
+    QMouseEvent event(c.type, QPointF(1, 1), QPointF(10, 20), c.button, c.buttons, Qt::NoModifier);
     const std::optional<LocalInputEvent> translated = QtLocalEventMonitor::translate(event);
     EXPECT_EQ(translated ? std::optional(describe(*translated)) : std::nullopt, c.expected)
         << c.type;
+    if (translated) {
+      EXPECT_EQ(translated->location.x, 10);
+      EXPECT_EQ(translated->location.y, screenHeight - 20);
+    }
   }
 }
 
