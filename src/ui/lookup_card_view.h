@@ -22,6 +22,7 @@
 #include <vector>
 
 #include "base/signal.h"
+#include "ui/card_content.h"
 
 namespace trelvis {
 
@@ -29,7 +30,7 @@ class AppearanceStore;
 class Localization;
 class LookupOverlayModel;
 
-class LookupCardView final : public QWidget {
+class LookupCardView final : public QWidget, public CardContent {
  public:
   LookupCardView(LookupOverlayModel& model, AppearanceStore& appearance, Localization& localization,
                  QWidget* parent = nullptr);
@@ -38,7 +39,7 @@ class LookupCardView final : public QWidget {
   // The card's height at `width` for what it shows now: its content and the
   // card's padding, before the model's limits apply. Stable: the same content and
   // width always give the same height.
-  int naturalHeight(int width) const;
+  int naturalHeight(int width) const override;
   // The same without the padding: what the view reports to the model.
   int naturalContentHeight(int width) const;
 

@@ -39,6 +39,9 @@ class TestEnvironment {
   InMemoryPreferenceStore preferences;
   EnvironmentTable environmentVariables;
   std::string currentDirectory = "/nonexistent";
+  // False builds the environment without a main window model, select and input, as a
+  // build without those features has it.
+  bool withLaterFeatures = true;
 
   FakeAccessibilityPermission accessibility;
   FakeHotKeyRegistrar hotKeys;
@@ -94,11 +97,18 @@ class TestEnvironment {
           regionOverlayBinding = std::move(binding);
           return regionOverlay;
         },
+        [this](TargetLanguageStore&, SecondaryTargetLanguageStore&) { return capture; },
+        [this](LookupOverlayModel&, AppearanceStore&, AppLanguageStore&) { return panel; },
     };
     app_ = AppEnvironment::create(
         std::move(platform),
-        {signIn, tokens, learning, membership, learning, playback, panel, mainWindow, mainWindow,
-         capture, select, input, input, input});
+        withLaterFeatures
+            ? AppEnvironment::Collaborators{signIn, tokens, learning, membership, learning,
+                                            playback, mainWindow, mainWindow, select, input, input,
+                                            input}
+            : AppEnvironment::Collaborators{signIn, tokens, learning, membership, learning,
+                                            playback, mainWindow, nullptr, nullptr, nullptr,
+                                            nullptr, nullptr});
   }
 
   std::shared_ptr<AppEnvironment> app_;

@@ -61,11 +61,7 @@ std::shared_ptr<AppEnvironment> AppEnvironment::create(Platform platform,
 
 AppEnvironment::AppEnvironment(Platform platform, Collaborators collaborators)
     : platform_(std::move(platform)), c_(std::move(collaborators)) {
-  TRELVIS_DCHECK(c_.auth && c_.accessTokens && c_.pronunciation &&
-                     c_.panelController && c_.translationAvailability && c_.mainWindowModel &&
-                     c_.captureService && c_.selectTranslateCoordinator &&
-                     c_.inputTranslateCoordinator && c_.inputTranslateModel &&
-                     c_.inputTranslatePanel,
+  TRELVIS_DCHECK(c_.auth && c_.accessTokens && c_.pronunciation && c_.translationAvailability,
                  "a required collaborator of the environment is missing");
   PreferenceStore& defaults = platform_.defaults;
 
@@ -104,6 +100,10 @@ AppEnvironment::AppEnvironment(Platform platform, Collaborators collaborators)
         return live ? live->regionBinding() : ShortcutBinding{};
       });
   TRELVIS_DCHECK(regionSelectionOverlay_, "the region selection overlay is missing");
+  captureService_ =
+      platform_.makeCaptureService(*targetLanguageStore_, *secondaryTargetLanguageStore_);
+  panelController_ = platform_.makePanelController(*overlayModel_, *appearance_, *appLanguageStore_);
+  TRELVIS_DCHECK(captureService_ && panelController_, "the capture or the card's panel is missing");
 
   signInHistory_ = std::make_unique<SignInHistoryStore>(defaults);
   newUserJourney_ = std::make_unique<NewUserJourneyTracker>();
@@ -114,8 +114,8 @@ AppEnvironment::AppEnvironment(Platform platform, Collaborators collaborators)
       LookupCaseRecorder::configurationFrom(platform_.environment, platform_.currentDirectory),
       *lookupAPIClient_);
   lookupCoordinator_ = std::make_shared<LookupCoordinator>(LookupCoordinator::Dependencies{
-      platform_.mainExecutor, platform_.continuousClock, *overlayModel_, *c_.captureService,
-      *lookupAPIClient_, *lookupAPIClient_, *c_.panelController, *analytics_,
+      platform_.mainExecutor, platform_.continuousClock, *overlayModel_, *captureService_,
+      *lookupAPIClient_, *lookupAPIClient_, *panelController_, *analytics_,
       *englishPronunciationStore_, *c_.pronunciation, c_.homeActivity.get(),
       c_.membershipStatusStore.get(), *caseRecorder_});
 }
@@ -124,7 +124,7 @@ AppEnvironment::~AppEnvironment() = default;
 
 void AppEnvironment::connect() {
   // The lookup coordinator's own three connections.
-  c_.panelController->onDismiss = weakly(
+  panelController_->onDismiss = weakly(
       lookupCoordinator_, [](LookupCoordinator& c, const std::string&) { c.cancelCurrent(); });
   overlayModel_->onRetryParagraphTranslation =
       weakly(lookupCoordinator_, &LookupCoordinator::retryParagraphTranslation);
@@ -146,8 +146,10 @@ void AppEnvironment::connect() {
       [journey = newUserJourney_.get()](TranslationMethod method) {
         journey->recordTranslationSucceeded(method);
       };
-  overlayModel_->onViewPro =
-      weakly(c_.mainWindowModel, &MainWindowControlling::openMembershipPurchase);
+  if (c_.mainWindowModel) {
+    overlayModel_->onViewPro =
+        weakly(c_.mainWindowModel, &MainWindowControlling::openMembershipPurchase);
+  }
 
   // Triggers reach the gates.
   const auto self = shared_from_this();
@@ -162,7 +164,9 @@ void AppEnvironment::connect() {
   regionSelectionOverlay_->onGestureUpdate = weakly(self, &AppEnvironment::handleRegionSelection);
   regionSelectionOverlay_->onFailsafeCancel =
       weakly(shortcutController_, &ShortcutController::cancelRegionSelection);
-  c_.inputTranslatePanel->onWillShow = weakly(self, &AppEnvironment::makeWayForInput);
+  if (c_.inputTranslatePanel) {
+    c_.inputTranslatePanel->onWillShow = weakly(self, &AppEnvironment::makeWayForInput);
+  }
 }
 
 // ---- Lifecycle ---------------------------------------------------------------
@@ -200,22 +204,23 @@ void AppEnvironment::publishUserProperties() {
 }
 
 void AppEnvironment::stop() {
-  c_.mainWindowModel->stop();
+  if (c_.mainWindowModel) c_.mainWindowModel->stop();
   lookupCoordinator_->cancelCurrent();
-  c_.selectTranslateCoordinator->cancelCurrentTranslation();
-  c_.inputTranslateCoordinator->cancelCurrentTranslation();
-  c_.inputTranslatePanel->hide();
+  cancelSelectTranslation();
+  cancelInputTranslation();
   c_.pronunciation->reset();
   shortcutController_->stop();
   clearRegionOverlay();
-  c_.panelController->hideWindow();
+  panelController_->hideWindow();
 }
 
 void AppEnvironment::showMainWindow(std::optional<MainTab> tab) {
   if (mainWindowWillShow) mainWindowWillShow();
-  if (tab) c_.mainWindowModel->selectTab(*tab);
-  c_.mainWindowModel->requestHomeSummaryRefresh();
-  c_.mainWindowModel->requestMembershipStatusRefresh();
+  if (c_.mainWindowModel) {
+    if (tab) c_.mainWindowModel->selectTab(*tab);
+    c_.mainWindowModel->requestHomeSummaryRefresh();
+    c_.mainWindowModel->requestMembershipStatusRefresh();
+  }
   if (platform_.activateApplication) platform_.activateApplication();
   if (mainWindowPresenter) {
     mainWindowPresenter();
@@ -262,9 +267,18 @@ void AppEnvironment::startWhenSignedIn(std::function<void(LookupCoordinator&)> p
         });
 }
 
+void AppEnvironment::cancelSelectTranslation() {
+  if (c_.selectTranslateCoordinator) c_.selectTranslateCoordinator->cancelCurrentTranslation();
+}
+
+void AppEnvironment::cancelInputTranslation() {
+  if (c_.inputTranslateCoordinator) c_.inputTranslateCoordinator->cancelCurrentTranslation();
+  if (c_.inputTranslatePanel) c_.inputTranslatePanel->hide();
+}
+
 void AppEnvironment::handleLookupTrigger(const HotKeyEvent& event) {
   clearRegionOverlay();
-  c_.selectTranslateCoordinator->cancelCurrentTranslation();
+  cancelSelectTranslation();
   if (!ensureTranslationAvailable()) {
     lookupCoordinator_->cancelCurrent();
     return;
@@ -275,6 +289,10 @@ void AppEnvironment::handleLookupTrigger(const HotKeyEvent& event) {
 void AppEnvironment::handleSelectTrigger(const HotKeyEvent& event, bool sharedWithLookup) {
   clearRegionOverlay();
   lookupCoordinator_->cancelCurrent();
+  if (!c_.selectTranslateCoordinator) {
+    kLog.info("selection translation is not part of this build");
+    return;
+  }
   if (ensureTranslationAvailable()) {
     c_.selectTranslateCoordinator->trigger(event, sharedWithLookup);
   } else {
@@ -291,7 +309,7 @@ void AppEnvironment::handleRegionSelection(const RegionSelectionGestureUpdate& u
       return;
     case Kind::began:
       shortcutController_->consumeLookupTapForRegionSelection();
-      c_.selectTranslateCoordinator->cancelCurrentTranslation();
+      cancelSelectTranslation();
       if (ensureTranslationAvailable()) {
         overlay.begin(*update.gesture());
       } else {
@@ -322,6 +340,10 @@ void AppEnvironment::handleRegionSelection(const RegionSelectionGestureUpdate& u
 }
 
 void AppEnvironment::handleInputTrigger() {
+  if (!c_.inputTranslatePanel) {
+    kLog.info("the input panel is not part of this build");
+    return;
+  }
   if (ensureTranslationAvailable()) c_.inputTranslatePanel->toggleFromShortcut();
 }
 
@@ -329,8 +351,8 @@ void AppEnvironment::makeWayForInput() {
   clearRegionOverlay();
   if (overlayModel_->isPinned()) return;
   lookupCoordinator_->cancelCurrent();
-  c_.selectTranslateCoordinator->cancelCurrentTranslation();
-  c_.panelController->hideWindow();
+  cancelSelectTranslation();
+  panelController_->hideWindow();
 }
 
 void AppEnvironment::handleTranslationAvailabilityChange(bool available) {
@@ -340,16 +362,17 @@ void AppEnvironment::handleTranslationAvailabilityChange(bool available) {
     return;
   }
   lookupCoordinator_->cancelCurrent();
-  c_.selectTranslateCoordinator->cancelCurrentTranslation();
-  c_.inputTranslateCoordinator->cancelCurrentTranslation();
-  c_.inputTranslatePanel->hide();
-  InputTranslateDraftResetting& inputModel = *c_.inputTranslateModel;
-  inputModel.clearDraft();
-  inputModel.forgetLastSubmittedDraft();
-  inputModel.resetResult();
+  cancelSelectTranslation();
+  cancelInputTranslation();
+  if (c_.inputTranslateModel) {
+    InputTranslateDraftResetting& inputModel = *c_.inputTranslateModel;
+    inputModel.clearDraft();
+    inputModel.forgetLastSubmittedDraft();
+    inputModel.resetResult();
+  }
   shortcutController_->stop();
   clearRegionOverlay();
-  c_.panelController->hideWindow();
+  panelController_->hideWindow();
 }
 
 }  // namespace trelvis

@@ -86,11 +86,22 @@ class AppEnvironment : public std::enable_shared_from_this<AppEnvironment> {
     std::function<std::shared_ptr<RegionSelectionOverlayControlling>(
         AppearanceStore& appearance, std::function<ShortcutBinding()> regionBinding)>
         makeRegionSelectionOverlay;
+    // Makes the screen capture over the environment's language stores, which
+    // decide what each capture asks of the server.
+    std::function<std::shared_ptr<ScreenCapturing>(TargetLanguageStore& target,
+                                                   SecondaryTargetLanguageStore& secondary)>
+        makeCaptureService;
+    // Makes the floating card's panel over the card's model, the appearance and
+    // the interface's language.
+    std::function<std::shared_ptr<OverlayPanelPresenting>(
+        LookupOverlayModel& model, AppearanceStore& appearance, AppLanguageStore& language)>
+        makePanelController;
   };
 
   // The long-lived objects that the environment receives ready-made instead of
   // composing them itself, each seen through what the gates and the lookup
-  // pipeline use of it. Only the three marked optional may be null.
+  // pipeline use of it. Those marked optional may be null: a feature that is not
+  // part of this build, whose triggers then do nothing.
   struct Collaborators {
     std::shared_ptr<AuthenticatedRequestChecking> auth;
     std::shared_ptr<AccessTokenProviding> accessTokens;
@@ -98,14 +109,12 @@ class AppEnvironment : public std::enable_shared_from_this<AppEnvironment> {
     std::shared_ptr<MembershipStatusRefreshing> membershipStatusStore;  // optional
     std::shared_ptr<LearningEnrolling> enrollmentCoordinator;           // optional
     std::shared_ptr<PronunciationPlaying> pronunciation;
-    std::shared_ptr<OverlayPanelPresenting> panelController;
     std::shared_ptr<TranslationAvailabilityGating> translationAvailability;
-    std::shared_ptr<MainWindowControlling> mainWindowModel;
-    std::shared_ptr<ScreenCapturing> captureService;
-    std::shared_ptr<SelectTranslateTriggering> selectTranslateCoordinator;
-    std::shared_ptr<InputTranslateCancelling> inputTranslateCoordinator;
-    std::shared_ptr<InputTranslateDraftResetting> inputTranslateModel;
-    std::shared_ptr<InputTranslatePanelControlling> inputTranslatePanel;
+    std::shared_ptr<MainWindowControlling> mainWindowModel;                   // optional
+    std::shared_ptr<SelectTranslateTriggering> selectTranslateCoordinator;    // optional
+    std::shared_ptr<InputTranslateCancelling> inputTranslateCoordinator;      // optional
+    std::shared_ptr<InputTranslateDraftResetting> inputTranslateModel;        // optional
+    std::shared_ptr<InputTranslatePanelControlling> inputTranslatePanel;      // optional
   };
 
   // Builds every object in order, then connects them.
@@ -136,6 +145,7 @@ class AppEnvironment : public std::enable_shared_from_this<AppEnvironment> {
   ShortcutController& shortcutController() { return *shortcutController_; }
   LookupOverlayModel& overlayModel() { return *overlayModel_; }
   RegionSelectionOverlayControlling& regionSelectionOverlay() { return *regionSelectionOverlay_; }
+  OverlayPanelPresenting& panelController() { return *panelController_; }
   LookupCoordinator& lookupCoordinator() { return *lookupCoordinator_; }
   AnalyticsService& analytics() { return *analytics_; }
   TargetLanguageStore& targetLanguageStore() { return *targetLanguageStore_; }
@@ -153,6 +163,8 @@ class AppEnvironment : public std::enable_shared_from_this<AppEnvironment> {
  private:
   AppEnvironment(Platform platform, Collaborators collaborators);
   void connect();
+  void cancelSelectTranslation();
+  void cancelInputTranslation();
 
   // Forgets the drag and takes every selection surface down.
   void clearRegionOverlay();
@@ -180,6 +192,8 @@ class AppEnvironment : public std::enable_shared_from_this<AppEnvironment> {
   std::unique_ptr<EnglishPronunciationStore> englishPronunciationStore_;
   std::shared_ptr<LookupOverlayModel> overlayModel_;
   std::shared_ptr<RegionSelectionOverlayControlling> regionSelectionOverlay_;
+  std::shared_ptr<ScreenCapturing> captureService_;
+  std::shared_ptr<OverlayPanelPresenting> panelController_;
   std::unique_ptr<SignInHistoryStore> signInHistory_;
   std::unique_ptr<NewUserJourneyTracker> newUserJourney_;
   std::unique_ptr<SetupCompletionStore> setupCompletion_;

@@ -188,6 +188,23 @@ TEST_F(AppEnvironmentTest, StartHappensOnceAndStopTakesEverythingDown) {
               {"panel hide"}}));
 }
 
+TEST(AppEnvironmentWithoutLaterFeaturesTest, TheirTriggersAndTheShutDownPassThemBy) {
+  LogCapture logs;
+  TestEnvironment env;
+  env.withLaterFeatures = false;
+  env.app().start();
+  env.app().handleSelectTrigger({1, 2, "modifier_tap", env.scheduler.now(), std::nullopt}, false);
+  env.app().handleInputTrigger();
+  env.app().handleTranslationAvailabilityChange(false);
+  env.log.take();
+  env.app().stop();
+  EXPECT_EQ(countLogged(logs, "environment", "selection translation is not part of this build"),
+            1);
+  EXPECT_EQ(countLogged(logs, "environment", "the input panel is not part of this build"), 1);
+  // The lookup side still goes down with the rest.
+  EXPECT_EQ(env.log.take(), concat({{"playback reset"}, kClearOverlay, {"panel hide"}}));
+}
+
 TEST_F(AppEnvironmentTest, ATapOfTheModifierEndsInARecordedCard) {
   env.pointer.setLocation({40, 50});
   env.mainWindow->setAvailable(true);
