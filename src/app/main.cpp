@@ -3,11 +3,13 @@
 
 #include <QApplication>
 #include <QSocketNotifier>
+#include <QTimer>
 
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <string_view>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -37,6 +39,15 @@ void quitOnTerminationSignals(QApplication& app) {
   sigaction(SIGTERM, &action, nullptr);
 }
 
+// "--quit-after MS": quits that long after start-up, to time the start or the
+// idle process from outside.
+int quitAfterMilliseconds(int argc, char** argv) {
+  for (int i = 1; i + 1 < argc; ++i) {
+    if (std::string_view(argv[i]) == "--quit-after") return std::atoi(argv[i + 1]);
+  }
+  return -1;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -56,6 +67,9 @@ int main(int argc, char** argv) {
   try {
     trelvis::DesktopApplication desktop({});
     desktop.start();
+    if (const int after = quitAfterMilliseconds(argc, argv); after >= 0) {
+      QTimer::singleShot(after, &app, [] { QCoreApplication::quit(); });
+    }
     const int status = QApplication::exec();
     desktop.stop();
     return status;

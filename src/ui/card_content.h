@@ -7,8 +7,12 @@
 // CardContent simply fills the card's space.
 
 #include <QPoint>
+#include <QtGlobal>
 
 namespace trelvis {
+
+// The rounding of the card's corners, which its window's shape follows.
+inline constexpr qreal kCardCornerRadius = 14;
 
 class CardContent {
  public:

@@ -27,7 +27,6 @@
 namespace trelvis {
 namespace {
 
-constexpr qreal kCornerRadius = 14;
 // The content scrolls inside the card's one-pixel frame.
 constexpr int kFrame = 1;
 // The pin and copy buttons sit in the card's top trailing corner, over the
@@ -531,7 +530,7 @@ void LookupCardView::paintEvent(QPaintEvent*) {
   const QRectF card = QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5);
   painter.setPen(QPen(theme.border, 1));
   painter.setBrush(theme.background);
-  painter.drawRoundedRect(card, kCornerRadius, kCornerRadius);
+  painter.drawRoundedRect(card, kCardCornerRadius, kCardCornerRadius);
 }
 
 void LookupCardView::resizeEvent(QResizeEvent* event) {

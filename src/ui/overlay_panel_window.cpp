@@ -1,6 +1,7 @@
 #include "ui/overlay_panel_window.h"
 
 #include <QAbstractNativeEventFilter>
+#include <QBitmap>
 #include <QCoreApplication>
 #include <QEvent>
 #include <QGuiApplication>
@@ -20,6 +21,7 @@
 #include <utility>
 
 #include "ui/card_content.h"
+#include "ui/x11_compositing.h"
 
 namespace trelvis {
 namespace {
@@ -193,7 +195,40 @@ class QtOverlayPanelWindow::Widget final : public QWidget {
       content_->setGeometry(card);
       update();
     }
+    shapeToCard(card);
   }
+
+ public:
+  // Read when the window shows: a compositing manager may come and go.
+  void noteCompositing() {
+    compositing_ = isCompositingManagerRunning();
+    if (content_) shapeToCard(content_->geometry());
+  }
+
+ private:
+  // Without a compositing manager the shadow's transparent margin would show
+  // black, so the window takes the card's rounded shape and goes without it.
+  void shapeToCard(const QRect& card) {
+    if (compositing_) {
+      if (!mask().isEmpty()) clearMask();
+      return;
+    }
+    if (card == maskedCard_ && size() == maskedSize_) return;
+    maskedCard_ = card;
+    maskedSize_ = size();
+    QBitmap shape(size());
+    shape.fill(Qt::color0);
+    QPainter painter(&shape);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(Qt::color1);
+    painter.drawRoundedRect(card, kCardCornerRadius, kCardCornerRadius);
+    painter.end();
+    setMask(shape);
+  }
+
+  bool compositing_ = true;
+  QRect maskedCard_;
+  QSize maskedSize_;
 
   const ContentFactory makeContent_;
   QPointer<QWidget> content_;
@@ -292,7 +327,10 @@ void QtOverlayPanelWindow::setAlphaValue(double alpha) {
 }
 
 void QtOverlayPanelWindow::orderFrontRegardless() {
-  if (!widget_->isVisible()) widget_->show();
+  if (!widget_->isVisible()) {
+    widget_->noteCompositing();
+    widget_->show();
+  }
   widget_->raise();
 }
 

@@ -2,6 +2,7 @@
 
 #include "base/log.h"
 #include "core/capture/screen_capture_error.h"
+#include "ui/x11_compositing.h"
 
 #include <QApplication>
 #include <QGuiApplication>
@@ -13,7 +14,6 @@
 #include <QPointer>
 #include <QScreen>
 #include <QWidget>
-#include <xcb/xcb.h>
 // After Qt, whose names Xlib's macros (None, Bool) would replace.
 #include <X11/Xlib.h>
 
@@ -38,26 +38,6 @@ QColor scrimColour(AppearanceMode mode) {
 QColor hairlineColour(AppearanceMode mode) {
   return mode == AppearanceMode::dark ? QColor::fromRgbF(0x5F / 255.0, 0x63 / 255.0, 0x68 / 255.0, 0.64)
                                       : QColor::fromRgbF(0xD5 / 255.0, 0xD7 / 255.0, 0xDA / 255.0, 0.5);
-}
-
-// Whether a compositing manager blends translucent windows on the X screen.
-bool isCompositing() {
-  auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-  if (!x11 || !x11->connection()) return false;
-  xcb_connection_t* connection = x11->connection();
-  const std::string name = "_NET_WM_CM_S" + std::to_string(DefaultScreen(x11->display()));
-  xcb_intern_atom_reply_t* atom = xcb_intern_atom_reply(
-      connection,
-      xcb_intern_atom(connection, 1, static_cast<uint16_t>(name.size()), name.c_str()), nullptr);
-  if (!atom) return false;
-  const xcb_atom_t selection = atom->atom;
-  std::free(atom);
-  if (selection == XCB_ATOM_NONE) return false;
-  xcb_get_selection_owner_reply_t* owner = xcb_get_selection_owner_reply(
-      connection, xcb_get_selection_owner(connection, selection), nullptr);
-  const bool owned = owner && owner->owner != XCB_WINDOW_NONE;
-  std::free(owner);
-  return owned;
 }
 
 // The Qt screen showing `displayBounds` (top-left global pixels). A Qt screen's
@@ -90,7 +70,7 @@ class QtRegionSelectionWindow final : public QWidget, public RegionSelectionWind
         frame_(frame),
         displayBounds_(displayBounds),
         screenshots_(screenshots),
-        translucent_(isCompositing()) {
+        translucent_(isCompositingManagerRunning()) {
     state_.appearance = appearance;
     setObjectName(QString::fromUtf8(kIdentifier.data(), static_cast<qsizetype>(kIdentifier.size())));
     setAttribute(Qt::WA_ShowWithoutActivating);
