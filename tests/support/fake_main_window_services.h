@@ -109,7 +109,10 @@ class FakeMainWindowShortcuts final : public MainWindowShortcuts, LogsCalls {
 class FakeSystemPermissions final : public SystemPermissionProviding, LogsCalls {
  public:
   using LogsCalls::LogsCalls;
-  SystemPermissionSnapshot snapshot() override { return current; }
+  SystemPermissionSnapshot snapshot() override {
+    ++snapshots;
+    return current;
+  }
   bool openSettings(SystemPermissionKind kind) override {
     log_.add(kind == SystemPermissionKind::screenRecording ? "open settings screen recording"
                                                            : "open settings accessibility");
@@ -121,6 +124,7 @@ class FakeSystemPermissions final : public SystemPermissionProviding, LogsCalls 
 
   SystemPermissionSnapshot current;
   bool settingsOpen = true;
+  int snapshots = 0;
 };
 
 // Reports only when the test says so.

@@ -767,5 +767,87 @@ TEST(MainWindowModelTest, PermissionRowActionsFollowTheRowState) {
   }
 }
 
+TEST(MainWindowModelTest, TheStartButtonChecksTheSessionAndThePermissionsAgain) {
+  using N = PermissionSetupNotice::Kind;
+  struct Case {
+    const char* name;
+    std::optional<std::string> storedToken;
+    bool storeFails;
+    bool revokedMeanwhile;
+    bool signedIn;
+    bool gate;
+    std::optional<N> notice;
+  };
+  for (const auto& c : std::vector<Case>{
+           {"ready", "r0", false, false, true, false, std::nullopt},
+           {"session gone", std::nullopt, false, false, false, false, std::nullopt},
+           {"store locked", "r0", true, false, true, true, N::authentication},
+           {"permission revoked", "r0", false, true, true, true, N::permissionNotEnabled},
+       }) {
+    SCOPED_TRACE(c.name);
+    Harness h;
+    if (c.storedToken) h.tokens->put(kService, "refreshToken", *c.storedToken);
+    if (c.storeFails) h.tokens->failNextRead("locked");
+    h.permissions->current = {State::allowed, State::needsSettings};
+    h.model->applySession(AuthSessionSnapshot::signedIn(kAda));
+    h.permissions->grantAll();
+    h.model->refreshSystemPermissions();
+    h.model->selectTab(MainTab::settings);
+    h.model->startTranslating();
+    if (c.revokedMeanwhile) h.permissions->current.accessibility = State::needsSettings;
+    EXPECT_TRUE(h.model->isStartingTranslation());
+    h.scheduler.runUntilIdle();
+    EXPECT_FALSE(h.model->isStartingTranslation());
+    EXPECT_EQ(h.model->session().isAuthenticated, c.signedIn);
+    EXPECT_EQ(h.model->permissionGatePresented(), c.gate);
+    auto notice = h.model->permissionNotice() ? std::optional(h.model->permissionNotice()->kind)
+                                              : std::nullopt;
+    EXPECT_EQ(notice, c.notice);
+    EXPECT_EQ(h.model->translationAvailable(), c.signedIn && !c.gate);
+    EXPECT_EQ(h.model->selectedTab(), c.signedIn && !c.gate ? MainTab::home : MainTab::settings);
+  }
+}
+
+TEST(MainWindowModelTest, PollingFollowsTheGateAndSlowsWhileHidden) {
+  Harness h;
+  h.tokens->put(kService, "refreshToken", "r0");
+  h.permissions->current = {State::allowed, State::needsSettings};
+  h.model->applySession(AuthSessionSnapshot::signedIn(kAda));
+  h.permissions->snapshots = 0;
+  auto poll = spawn(h.main, h.model->pollSystemPermissionsWhileVisible());
+  h.scheduler.runUntilIdle();
+  h.scheduler.advanceBy(1s);
+  EXPECT_EQ(h.permissions->snapshots, 3);
+  h.model->setApplicationHidden(true);
+  h.scheduler.advanceBy(500ms);  // the sleep begun while visible
+  h.scheduler.advanceBy(4900ms);
+  EXPECT_EQ(h.permissions->snapshots, 4);
+  h.scheduler.advanceBy(100ms);
+  EXPECT_EQ(h.permissions->snapshots, 5);
+
+  h.model->setApplicationHidden(false);
+  h.permissions->grantAll();
+  h.scheduler.advanceBy(5s);
+  EXPECT_FALSE(poll.isDone()) << "a granted permission leaves the gate to the start button";
+  h.model->startTranslating();
+  h.scheduler.advanceBy(1s);
+  EXPECT_TRUE(poll.isDone());
+}
+
+TEST(MainWindowModelTest, APurchasePageThatCannotOpenLeadsToTheMembershipSettings) {
+  for (bool opens : {true, false}) {
+    SCOPED_TRACE(opens);
+    Harness h;
+    h.purchaseOpens = opens;
+    int requests = 0;
+    h.model->onMembershipSettingsRequested = [&] { ++requests; };
+    h.model->openMembershipPurchase();
+    EXPECT_EQ(h.model->membershipPurchaseOpenFailed(), !opens);
+    EXPECT_EQ(h.model->membershipFocusRequestID(), opens ? 0 : 1);
+    EXPECT_EQ(requests, opens ? 0 : 1);
+    EXPECT_EQ(h.model->selectedTab(), opens ? MainTab::home : MainTab::settings);
+  }
+}
+
 }  // namespace
 }  // namespace trelvis
