@@ -13,6 +13,7 @@
 #include "core/account/auth_http_client.h"
 #include "core/account/auth_session_coordinator.h"
 #include "core/account/auth_user_store.h"
+#include "core/mainwindow/permission_setup_rows.h"
 #include "core/prefs/in_memory_preference_store.h"
 #include "core/prefs/setup_completion_store.h"
 #include "core/prefs/sign_in_history_store.h"
@@ -764,6 +765,51 @@ TEST(MainWindowModelTest, PermissionRowActionsFollowTheRowState) {
                                               : std::nullopt;
     EXPECT_EQ(notice, c.notice);
     EXPECT_EQ(guides, c.guides);
+  }
+}
+
+TEST(MainWindowModelTest, TheSetupPageShowsEachRowAndTheHintByState) {
+  struct Case {
+    const char* name;
+    SystemPermissionSnapshot snapshot;
+    bool relaunchSuggested;
+    bool notice;
+    std::vector<std::string_view> statusKeys;
+    std::vector<std::optional<PermissionSetupAction>> actions;
+    std::optional<std::string_view> hint;
+  };
+  using A = PermissionSetupAction;
+  for (const auto& c : std::vector<Case>{
+           {"nothing asked", {State::notRequested, State::notRequested}, false, false,
+            {"permission.setup.status.notRequested", "permission.setup.status.notRequested"},
+            {A::openSettings, A::openSettings}, "permission.setup.hint.needBoth"},
+           {"screen dropped in the list", {State::needsSettings, State::allowed}, true, false,
+            {"permission.setup.status.restartRequired", "permission.setup.status.allowed"},
+            {A::restart, std::nullopt}, "permission.setup.hint.needOne"},
+           {"screen allowed after all", {State::allowed, State::needsSettings}, true, false,
+            {"permission.setup.status.allowed", "permission.setup.status.notAllowed"},
+            {std::nullopt, A::openSettings}, "permission.setup.hint.needOne"},
+           {"a notice first", {State::needsSettings, State::needsSettings}, false, true,
+            {"permission.setup.status.notAllowed", "permission.setup.status.notAllowed"},
+            {A::openSettings, A::openSettings}, "error.permissionSetup.openSystemSettingsFailed"},
+           {"all allowed", {State::allowed, State::allowed}, false, false,
+            {"permission.setup.status.allowed", "permission.setup.status.allowed"},
+            {std::nullopt, std::nullopt}, std::nullopt},
+       }) {
+    SCOPED_TRACE(c.name);
+    Harness h;
+    h.permissions->current = c.snapshot;
+    h.permissions->settingsOpen = false;
+    h.model->applySession(AuthSessionSnapshot::signedIn(kAda));
+    h.model->setScreenRecordingRelaunchSuggested(c.relaunchSuggested);
+    if (c.notice) h.model->performPermissionAction(SystemPermissionKind::accessibility);
+    auto rows = permissionRows(*h.model);
+    ASSERT_EQ(rows.size(), 2u);
+    EXPECT_EQ(rows[0].identifier, "permission-screen-recording");
+    EXPECT_EQ((std::vector{rows[0].statusKey, rows[1].statusKey}), c.statusKeys);
+    EXPECT_EQ((std::vector{rows[0].action, rows[1].action}), c.actions);
+    auto hint = permissionSetupHint(*h.model);
+    EXPECT_EQ(hint ? std::optional(hint->key) : std::nullopt, c.hint);
   }
 }
 
