@@ -40,6 +40,8 @@ void QtNetworkPathObserver::start(std::function<void(bool)> onChange) {
   QTimer::singleShot(0, context_.get(), [onChange] { onChange(currentlyAvailable()); });
 }
 
-void QtNetworkPathObserver::cancel() { context_.reset(); }
+void QtNetworkPathObserver::cancel() {
+  context_.reset();
+}
 
 }  // namespace trelvis

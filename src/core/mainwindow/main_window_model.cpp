@@ -19,7 +19,9 @@ const LogCategory kLog("main-window");
 
 using ErrorKind = AuthSessionError::Kind;
 
-bool isContinuationByte(char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; }
+bool isContinuationByte(char c) {
+  return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
+}
 
 // The text split into its characters (code points), each as its UTF-8 bytes.
 std::vector<std::string_view> characters(std::string_view text) {
@@ -53,9 +55,12 @@ std::optional<std::string> userID(const AuthSessionSnapshot& snapshot) {
 
 const char* launchAtLoginWord(LaunchAtLoginStatus status) {
   switch (status) {
-    case LaunchAtLoginStatus::unavailable: return "unavailable";
-    case LaunchAtLoginStatus::on: return "on";
-    case LaunchAtLoginStatus::off: return "off";
+    case LaunchAtLoginStatus::unavailable:
+      return "unavailable";
+    case LaunchAtLoginStatus::on:
+      return "on";
+    case LaunchAtLoginStatus::off:
+      return "off";
   }
   return "unavailable";
 }
@@ -98,7 +103,8 @@ MainWindowModel::MainWindowModel(Dependencies dependencies) : deps_(std::move(de
 }
 
 MainWindowModel::~MainWindowModel() {
-  for (auto* task : {&restoreTask_, &cooldownTask_, &recoveryRetryTask_, &sessionObservationTask_}) {
+  for (auto* task :
+       {&restoreTask_, &cooldownTask_, &recoveryRetryTask_, &sessionObservationTask_}) {
     task->cancel();
   }
   if (!stopped_ && started_) deps_.networkObserver->cancel();
@@ -111,8 +117,8 @@ void MainWindowModel::start() {
   deps_.launchAtLogin->refreshStatus();
   sessionObservationTask_ =
       spawn(deps_.mainExecutor,
-            [weak = weak_from_this(), updates = deps_.session->sessionUpdates()]() mutable
-            -> Async<void> {
+            [weak = weak_from_this(),
+             updates = deps_.session->sessionUpdates()]() mutable -> Async<void> {
               while (auto snapshot = co_await updates.next()) {
                 auto self = weak.lock();
                 if (!self) co_return;
@@ -162,9 +168,8 @@ void MainWindowModel::applySession(const AuthSessionSnapshot& snapshot) {
   isRestoring_ = false;
   isSessionRecoveryPending_ = false;
   cachedUser_.reset();
-  connectionIssue_ = networkAvailable_ == false
-                         ? std::optional(ConnectionIssue::networkUnavailable)
-                         : std::nullopt;
+  connectionIssue_ = networkAvailable_ == false ? std::optional(ConnectionIssue::networkUnavailable)
+                                                : std::nullopt;
   recoveryRetryTask_.cancel();
   recoveryRetryTask_ = {};
 
@@ -237,8 +242,8 @@ void MainWindowModel::requestMembershipStatusRefresh() {
 // the membership section instead.
 void MainWindowModel::openMembershipPurchase() {
   std::string url = deps_.membershipPurchaseURL ? deps_.membershipPurchaseURL() : std::string();
-  bool opened = !url.empty() && deps_.openMembershipPurchaseURL &&
-                deps_.openMembershipPurchaseURL(url);
+  bool opened =
+      !url.empty() && deps_.openMembershipPurchaseURL && deps_.openMembershipPurchaseURL(url);
   membershipPurchaseOpenFailed_ = !opened;
   if (!opened) {
     kLog.warning("the membership purchase page did not open");
@@ -336,9 +341,15 @@ void MainWindowModel::applyCodeRequestFailure(const AuthSessionError& error) {
       startCooldown(error.cooldownSeconds());
       codeRequestError_ = error;
       break;
-    case ErrorKind::emailAlreadyRegistered: emailNotice_ = AuthEmailNotice::alreadyRegistered; break;
-    case ErrorKind::emailNotRegistered: emailNotice_ = AuthEmailNotice::notRegistered; break;
-    default: codeRequestError_ = error; break;
+    case ErrorKind::emailAlreadyRegistered:
+      emailNotice_ = AuthEmailNotice::alreadyRegistered;
+      break;
+    case ErrorKind::emailNotRegistered:
+      emailNotice_ = AuthEmailNotice::notRegistered;
+      break;
+    default:
+      codeRequestError_ = error;
+      break;
   }
 }
 
@@ -501,16 +512,16 @@ void MainWindowModel::applyRestoreResult(const AuthResult<AuthSessionSnapshot>& 
 void MainWindowModel::scheduleRecoveryRetry() {
   // Without a network the next report of one retries.
   if (networkAvailable_ == false) return;
-  recoveryRetryTask_ = spawn(deps_.mainExecutor, [weak = weak_from_this(),
-                                                  delay = deps_.recoveryDelay]() -> Async<void> {
-    co_await sleepFor(delay);
-    auto self = weak.lock();
-    if (!self) co_return;
-    self->recoveryRetryTask_ = {};
-    if (self->isSessionRecoveryPending_ && self->networkAvailable_ != false) {
-      self->requestSessionRecovery();
-    }
-  });
+  recoveryRetryTask_ = spawn(
+      deps_.mainExecutor, [weak = weak_from_this(), delay = deps_.recoveryDelay]() -> Async<void> {
+        co_await sleepFor(delay);
+        auto self = weak.lock();
+        if (!self) co_return;
+        self->recoveryRetryTask_ = {};
+        if (self->isSessionRecoveryPending_ && self->networkAvailable_ != false) {
+          self->requestSessionRecovery();
+        }
+      });
 }
 
 void MainWindowModel::cancelSessionRecovery() {
@@ -525,20 +536,18 @@ void MainWindowModel::logout() {
   submitError_.reset();
   cancelSessionRecovery();
   notify();
-  spawn(deps_.mainExecutor,
-        [weak = weak_from_this(), session = deps_.session]() -> Async<void> {
-          auto result = co_await session->logout();
-          auto self = weak.lock();
-          if (!self) co_return;
-          if (result) {
-            self->applySession(*result);
-          } else {
-            self->submitError_ = result.error();
-          }
-          self->isSubmitting_ = false;
-          self->notify();
-        })
-      .detach();
+  spawn(deps_.mainExecutor, [weak = weak_from_this(), session = deps_.session]() -> Async<void> {
+    auto result = co_await session->logout();
+    auto self = weak.lock();
+    if (!self) co_return;
+    if (result) {
+      self->applySession(*result);
+    } else {
+      self->submitError_ = result.error();
+    }
+    self->isSubmitting_ = false;
+    self->notify();
+  }).detach();
 }
 
 void MainWindowModel::journey(NewUserJourneyEvent event) {
@@ -641,7 +650,8 @@ void MainWindowModel::performPermissionAction(SystemPermissionKind kind) {
     deps_.permissions->restartApplication();
   } else if (!deps_.permissions->openSettings(kind)) {
     kLog.warning("no settings page opened for a permission");
-    permissionNotice_ = PermissionSetupNotice{PermissionSetupNotice::Kind::openSystemSettingsFailed, std::nullopt};
+    permissionNotice_ =
+        PermissionSetupNotice{PermissionSetupNotice::Kind::openSystemSettingsFailed, std::nullopt};
   } else {
     permissionNotice_.reset();
     if (onPermissionGuideRequested) onPermissionGuideRequested(kind);
@@ -654,33 +664,31 @@ void MainWindowModel::startTranslating() {
   isStartingTranslation_ = true;
   permissionNotice_.reset();
   notify();
-  spawn(deps_.mainExecutor,
-        [weak = weak_from_this(), session = deps_.session]() -> Async<void> {
-          auto result = co_await session->canAttemptAuthenticatedRequest();
-          auto self = weak.lock();
-          if (!self) co_return;
-          if (!result) {
-            self->permissionNotice_ =
-                PermissionSetupNotice{PermissionSetupNotice::Kind::authentication, result.error()};
-          } else if (!*result) {
-            self->applySession(AuthSessionSnapshot::signedOut());
-          } else {
-            self->refreshSystemPermissions();
-            if (!self->permissionSnapshot_.allAllowed()) {
-              self->permissionGatePresented_ = true;
-              self->permissionNotice_ =
-                  PermissionSetupNotice{PermissionSetupNotice::Kind::permissionNotEnabled, std::nullopt};
-            } else {
-              self->selectTab(MainTab::home);
-              self->completeFirstSetupIfNeeded();
-              self->permissionGatePresented_ = false;
-            }
-            self->publishTranslationAvailability();
-          }
-          self->isStartingTranslation_ = false;
-          self->notify();
-        })
-      .detach();
+  spawn(deps_.mainExecutor, [weak = weak_from_this(), session = deps_.session]() -> Async<void> {
+    auto result = co_await session->canAttemptAuthenticatedRequest();
+    auto self = weak.lock();
+    if (!self) co_return;
+    if (!result) {
+      self->permissionNotice_ =
+          PermissionSetupNotice{PermissionSetupNotice::Kind::authentication, result.error()};
+    } else if (!*result) {
+      self->applySession(AuthSessionSnapshot::signedOut());
+    } else {
+      self->refreshSystemPermissions();
+      if (!self->permissionSnapshot_.allAllowed()) {
+        self->permissionGatePresented_ = true;
+        self->permissionNotice_ =
+            PermissionSetupNotice{PermissionSetupNotice::Kind::permissionNotEnabled, std::nullopt};
+      } else {
+        self->selectTab(MainTab::home);
+        self->completeFirstSetupIfNeeded();
+        self->permissionGatePresented_ = false;
+      }
+      self->publishTranslationAvailability();
+    }
+    self->isStartingTranslation_ = false;
+    self->notify();
+  }).detach();
 }
 
 void MainWindowModel::completeFirstSetupIfNeeded() {
@@ -701,6 +709,8 @@ void MainWindowModel::requestPermissionRecoveryForUserAction() {
   if (onPermissionRecoveryRequested) onPermissionRecoveryRequested();
 }
 
-void MainWindowModel::relaunchForPermissions() { deps_.permissions->restartApplication(); }
+void MainWindowModel::relaunchForPermissions() {
+  deps_.permissions->restartApplication();
+}
 
 }  // namespace trelvis

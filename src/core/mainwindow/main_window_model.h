@@ -186,9 +186,7 @@ class MainWindowModel final : public TranslationAvailabilityGating,
   std::optional<SystemPermissionKind> activePermissionRequest() const {
     return activePermissionRequest_;
   }
-  const std::optional<PermissionSetupNotice>& permissionNotice() const {
-    return permissionNotice_;
-  }
+  const std::optional<PermissionSetupNotice>& permissionNotice() const { return permissionNotice_; }
   bool isStartingTranslation() const { return isStartingTranslation_; }
   bool screenRecordingRelaunchSuggested() const { return screenRecordingRelaunchSuggested_; }
   bool isTranslocated() const { return deps_.isTranslocated; }

@@ -100,8 +100,8 @@ struct SystemPermissionSnapshot {
     return screenRecording == SystemPermissionState::allowed &&
            accessibility == SystemPermissionState::allowed;
   }
-  friend bool operator==(const SystemPermissionSnapshot&, const SystemPermissionSnapshot&) =
-      default;
+  friend bool operator==(const SystemPermissionSnapshot&,
+                         const SystemPermissionSnapshot&) = default;
 };
 
 class SystemPermissionProviding {

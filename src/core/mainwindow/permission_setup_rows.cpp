@@ -81,10 +81,10 @@ std::optional<PermissionSetupHint> permissionSetupHint(const MainWindowModel& mo
     allowed += model.permissionSnapshot().state(kind) == SystemPermissionState::allowed;
   }
   if (allowed == 2) return std::nullopt;
-  return PermissionSetupHint{"permission-setup-hint",
-                             allowed == 0 ? "permission.setup.hint.needBoth"
-                                          : "permission.setup.hint.needOne",
-                             std::nullopt};
+  return PermissionSetupHint{
+      "permission-setup-hint",
+      allowed == 0 ? "permission.setup.hint.needBoth" : "permission.setup.hint.needOne",
+      std::nullopt};
 }
 
 }  // namespace trelvis

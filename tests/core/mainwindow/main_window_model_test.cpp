@@ -55,7 +55,9 @@ struct Harness {
     model->onTranslationAvailabilityChanged = [this](bool available) {
       published.push_back(available);
     };
-    model->onJourneyEvent = [this](const NewUserJourneyEvent& e) { journey.push_back(e); };
+    model->onJourneyEvent = [this](const NewUserJourneyEvent& e) {
+      journey.push_back(e);
+    };
   }
 
   MainWindowModel::Dependencies dependencies() {
@@ -74,9 +76,15 @@ struct Harness {
     deps.launchAtLogin = launchAtLogin;
     deps.shortcuts = shortcuts;
     deps.permissions = permissions;
-    deps.appLanguage = [this] { return language; };
-    deps.membershipPurchaseURL = [] { return std::string("https://example.com/en/pricing/"); };
-    deps.openMembershipPurchaseURL = [this](const std::string&) { return purchaseOpens; };
+    deps.appLanguage = [this] {
+      return language;
+    };
+    deps.membershipPurchaseURL = [] {
+      return std::string("https://example.com/en/pricing/");
+    };
+    deps.openMembershipPurchaseURL = [this](const std::string&) {
+      return purchaseOpens;
+    };
     return deps;
   }
 
@@ -165,8 +173,7 @@ struct Harness {
   std::shared_ptr<FakeLaunchAtLogin> launchAtLogin = std::make_shared<FakeLaunchAtLogin>(log);
   std::shared_ptr<FakeMainWindowShortcuts> shortcuts =
       std::make_shared<FakeMainWindowShortcuts>(log);
-  std::shared_ptr<FakeSystemPermissions> permissions =
-      std::make_shared<FakeSystemPermissions>(log);
+  std::shared_ptr<FakeSystemPermissions> permissions = std::make_shared<FakeSystemPermissions>(log);
   std::string language = "en";
   bool purchaseOpens = true;
 
@@ -306,10 +313,9 @@ TEST(MainWindowModelTest, CodeRequestOutcomesLandWhereTheUserLooks) {
   };
   for (const auto& c : std::vector<Case>{
            {"zero cooldown", 202, R"({"cooldownSeconds":0})", 0, std::nullopt, std::nullopt},
-           {"negative cooldown", 202, R"({"cooldownSeconds":-4})", 0, std::nullopt,
+           {"negative cooldown", 202, R"({"cooldownSeconds":-4})", 0, std::nullopt, std::nullopt},
+           {"too many requests", 429, R"({"retryAfterSeconds":42})", 42, Kind::verificationCooldown,
             std::nullopt},
-           {"too many requests", 429, R"({"retryAfterSeconds":42})", 42,
-            Kind::verificationCooldown, std::nullopt},
            {"already registered", 409, "", 0, std::nullopt, AuthEmailNotice::alreadyRegistered},
            {"not registered", 404, "", 0, std::nullopt, AuthEmailNotice::notRegistered},
            {"delivery failed", 503, "", 0, Kind::verificationDeliveryFailed, std::nullopt},
@@ -367,11 +373,23 @@ TEST(MainWindowModelTest, SubmitFailuresShowAsNoticesOnlyInTheirOwnMode) {
   for (const auto& c : std::vector<Case>{
            {"bad credentials", AuthMode::login, 401, Kind::invalidCredentials, {}, {}},
            {"unknown email on login", AuthMode::login, 404, Kind::emailNotRegistered, {}, {}},
-           {"taken email on register", AuthMode::registration, 409, {},
-            AuthEmailNotice::alreadyRegistered, {}},
-           {"unknown email on reset", AuthMode::resetPassword, 404, {},
-            AuthEmailNotice::notRegistered, {}},
-           {"wrong code", AuthMode::registration, 403, {}, {},
+           {"taken email on register",
+            AuthMode::registration,
+            409,
+            {},
+            AuthEmailNotice::alreadyRegistered,
+            {}},
+           {"unknown email on reset",
+            AuthMode::resetPassword,
+            404,
+            {},
+            AuthEmailNotice::notRegistered,
+            {}},
+           {"wrong code",
+            AuthMode::registration,
+            403,
+            {},
+            {},
             AuthValidationError::verificationCodeRejected},
            {"server down on reset", AuthMode::resetPassword, 500, Kind::server, {}, {}},
        }) {
@@ -383,8 +401,8 @@ TEST(MainWindowModelTest, SubmitFailuresShowAsNoticesOnlyInTheirOwnMode) {
     h.model->submitAuth();
     h.scheduler.runUntilIdle();
     h.reply(c.status, "");
-    auto kind = h.model->submitError() ? std::optional(h.model->submitError()->kind())
-                                       : std::nullopt;
+    auto kind =
+        h.model->submitError() ? std::optional(h.model->submitError()->kind()) : std::nullopt;
     EXPECT_EQ(kind, c.submitError);
     EXPECT_EQ(h.model->emailNotice(), c.notice);
     EXPECT_EQ(h.model->verificationCodeError(), c.codeError);
@@ -662,7 +680,9 @@ TEST(MainWindowModelTest, RefreshesAndStopFollowTheSession) {
 TEST(MainWindowModelTest, GrantingTheLastPermissionMakesTranslationAvailableOnce) {
   Harness h;
   std::vector<SystemPermissionKind> granted;
-  h.model->onPermissionGranted = [&](SystemPermissionKind kind) { granted.push_back(kind); };
+  h.model->onPermissionGranted = [&](SystemPermissionKind kind) {
+    granted.push_back(kind);
+  };
   h.permissions->current = {State::allowed, State::needsSettings};
   h.startSignedIn();
   EXPECT_TRUE(h.model->permissionGatePresented());
@@ -698,7 +718,9 @@ TEST(MainWindowModelTest, GrantingTheLastPermissionMakesTranslationAvailableOnce
 
   // A permission lost later raises the gate again, and recovery brings the page.
   int recoveries = 0;
-  h.model->onPermissionRecoveryRequested = [&] { ++recoveries; };
+  h.model->onPermissionRecoveryRequested = [&] {
+    ++recoveries;
+  };
   h.model->requestPermissionRecoveryForUserAction();
   EXPECT_EQ(recoveries, 0);
   h.permissions->current.screenRecording = State::needsSettings;
@@ -732,13 +754,30 @@ TEST(MainWindowModelTest, PermissionRowActionsFollowTheRowState) {
     int guides;
   };
   for (const auto& c : std::vector<Case>{
-           {"opens settings", State::needsSettings, false, false, true,
-            {"open settings screen recording"}, {}, 1},
-           {"settings fail", State::notRequested, false, false, false,
-            {"open settings screen recording"}, PermissionSetupNotice::Kind::openSystemSettingsFailed,
+           {"opens settings",
+            State::needsSettings,
+            false,
+            false,
+            true,
+            {"open settings screen recording"},
+            {},
+            1},
+           {"settings fail",
+            State::notRequested,
+            false,
+            false,
+            false,
+            {"open settings screen recording"},
+            PermissionSetupNotice::Kind::openSystemSettingsFailed,
             0},
-           {"restart suggested", State::needsSettings, true, false, true,
-            {"restart application"}, {}, 0},
+           {"restart suggested",
+            State::needsSettings,
+            true,
+            false,
+            true,
+            {"restart application"},
+            {},
+            0},
            {"allowed", State::allowed, true, false, true, {}, {}, 0},
            {"translocated", State::needsSettings, false, true, true, {}, {}, 0},
        }) {
@@ -757,7 +796,9 @@ TEST(MainWindowModelTest, PermissionRowActionsFollowTheRowState) {
       h.log.take();
     }
     int guides = 0;
-    h.model->onPermissionGuideRequested = [&](SystemPermissionKind) { ++guides; };
+    h.model->onPermissionGuideRequested = [&](SystemPermissionKind) {
+      ++guides;
+    };
     h.model->setScreenRecordingRelaunchSuggested(c.relaunchSuggested);
     h.model->performPermissionAction(SystemPermissionKind::screenRecording);
     EXPECT_EQ(h.log.take(), c.calls);
@@ -765,6 +806,9 @@ TEST(MainWindowModelTest, PermissionRowActionsFollowTheRowState) {
                                               : std::nullopt;
     EXPECT_EQ(notice, c.notice);
     EXPECT_EQ(guides, c.guides);
+    EXPECT_EQ(permissionRows(*h.model)[0].actionsDisabled, c.translocated);
+    if (c.translocated)
+      EXPECT_EQ(permissionSetupHint(*h.model)->key, "permission.setup.translocated");
   }
 }
 
@@ -780,21 +824,41 @@ TEST(MainWindowModelTest, TheSetupPageShowsEachRowAndTheHintByState) {
   };
   using A = PermissionSetupAction;
   for (const auto& c : std::vector<Case>{
-           {"nothing asked", {State::notRequested, State::notRequested}, false, false,
+           {"nothing asked",
+            {State::notRequested, State::notRequested},
+            false,
+            false,
             {"permission.setup.status.notRequested", "permission.setup.status.notRequested"},
-            {A::openSettings, A::openSettings}, "permission.setup.hint.needBoth"},
-           {"screen dropped in the list", {State::needsSettings, State::allowed}, true, false,
+            {A::openSettings, A::openSettings},
+            "permission.setup.hint.needBoth"},
+           {"screen dropped in the list",
+            {State::needsSettings, State::allowed},
+            true,
+            false,
             {"permission.setup.status.restartRequired", "permission.setup.status.allowed"},
-            {A::restart, std::nullopt}, "permission.setup.hint.needOne"},
-           {"screen allowed after all", {State::allowed, State::needsSettings}, true, false,
+            {A::restart, std::nullopt},
+            "permission.setup.hint.needOne"},
+           {"screen allowed after all",
+            {State::allowed, State::needsSettings},
+            true,
+            false,
             {"permission.setup.status.allowed", "permission.setup.status.notAllowed"},
-            {std::nullopt, A::openSettings}, "permission.setup.hint.needOne"},
-           {"a notice first", {State::needsSettings, State::needsSettings}, false, true,
+            {std::nullopt, A::openSettings},
+            "permission.setup.hint.needOne"},
+           {"a notice first",
+            {State::needsSettings, State::needsSettings},
+            false,
+            true,
             {"permission.setup.status.notAllowed", "permission.setup.status.notAllowed"},
-            {A::openSettings, A::openSettings}, "error.permissionSetup.openSystemSettingsFailed"},
-           {"all allowed", {State::allowed, State::allowed}, false, false,
+            {A::openSettings, A::openSettings},
+            "error.permissionSetup.openSystemSettingsFailed"},
+           {"all allowed",
+            {State::allowed, State::allowed},
+            false,
+            false,
             {"permission.setup.status.allowed", "permission.setup.status.allowed"},
-            {std::nullopt, std::nullopt}, std::nullopt},
+            {std::nullopt, std::nullopt},
+            std::nullopt},
        }) {
     SCOPED_TRACE(c.name);
     Harness h;
@@ -886,7 +950,9 @@ TEST(MainWindowModelTest, APurchasePageThatCannotOpenLeadsToTheMembershipSetting
     Harness h;
     h.purchaseOpens = opens;
     int requests = 0;
-    h.model->onMembershipSettingsRequested = [&] { ++requests; };
+    h.model->onMembershipSettingsRequested = [&] {
+      ++requests;
+    };
     h.model->openMembershipPurchase();
     EXPECT_EQ(h.model->membershipPurchaseOpenFailed(), !opens);
     EXPECT_EQ(h.model->membershipFocusRequestID(), opens ? 0 : 1);
