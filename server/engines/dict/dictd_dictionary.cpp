@@ -57,6 +57,34 @@ std::string withoutAnnotations(std::string_view text) {
   return collapsed;
 }
 
+// "(1) (f) Katze, (m) Kater, (2) (f) Shamisen": the senses of a line that numbers
+// them in brackets, without the bracketed grammar notes.
+std::vector<std::string> bracketNumberedSenses(std::string_view line) {
+  std::vector<std::string> senses;
+  std::string sense;
+  auto finish = [&] {
+    std::string text = withoutAnnotations(sense);
+    while (!text.empty() && text.front() == ' ') text.erase(0, 1);
+    if (!text.empty()) senses.push_back(std::move(text));
+    sense.clear();
+  };
+  for (size_t i = 0; i < line.size();) {
+    if (line[i] != '(') {
+      sense += line[i++];
+      continue;
+    }
+    size_t close = line.find(')', i);
+    if (close == std::string_view::npos) break;
+    std::string_view inside = line.substr(i + 1, close - i - 1);
+    if (!inside.empty() && std::all_of(inside.begin(), inside.end(), [](char c) { return std::isdigit(static_cast<unsigned char>(c)); })) {
+      finish();
+    }
+    i = close + 1;
+  }
+  finish();
+  return senses;
+}
+
 std::string_view partOfSpeechOf(std::string_view tags) {
   // "<n, masc>": the part of speech comes first.
   std::string_view tag = tags.substr(0, tags.find(','));
@@ -91,6 +119,12 @@ std::string foldCase(std::string_view text) {
 
 BilingualArticle parseFreedictArticle(std::string_view text, bool (*keepLine)(std::string_view)) {
   BilingualArticle article;
+  auto addTranslation = [&](std::string translation) {
+    if (translation.empty() || (keepLine && !keepLine(translation))) return;
+    if (std::find(article.translations.begin(), article.translations.end(), translation) == article.translations.end()) {
+      article.translations.push_back(std::move(translation));
+    }
+  };
   size_t lineEnd = text.find('\n');
   std::string_view head = text.substr(0, lineEnd);
   // "headword /ipa/ <pos>"; some articles give several pronunciations.
@@ -123,6 +157,10 @@ BilingualArticle parseFreedictArticle(std::string_view text, bool (*keepLine)(st
       }
       continue;
     }
+    if (line.starts_with("(1) ")) {
+      for (std::string& sense : bracketNumberedSenses(line)) addTranslation(std::move(sense));
+      continue;
+    }
     if (line.starts_with("Synonym") || line.starts_with("see:") || line.starts_with("Note:") ||
         line.starts_with("Antonym") || line.front() == '{' || line.front() == '(') {
       continue;
@@ -138,11 +176,7 @@ BilingualArticle parseFreedictArticle(std::string_view text, bool (*keepLine)(st
       line = trimView(line.substr(0, tail));
     }
     if (keepLine && !keepLine(line)) continue;
-    std::string translation = withoutAnnotations(line);
-    if (!translation.empty() &&
-        std::find(article.translations.begin(), article.translations.end(), translation) == article.translations.end()) {
-      article.translations.push_back(std::move(translation));
-    }
+    addTranslation(withoutAnnotations(line));
   }
   return article;
 }

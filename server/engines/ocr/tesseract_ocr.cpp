@@ -100,14 +100,17 @@ std::string TesseractOcr::modelName(OcrLanguage language) {
 }
 
 // Tesseract parallelises with OpenMP inside one recognition; the pool already runs
-// one recognition per core, and extra threads only spin against each other. The
-// limit is per calling thread, so each request thread sets it for itself.
+// one recognition per core, and extra threads only spin against each other (on two
+// busy cores a hover took three times as long). Its loops ask for their thread
+// count explicitly, which overrides omp_set_num_threads; allowing no active
+// parallel level does hold. The setting is per calling thread, so each request
+// thread makes it for itself.
 void limitToOneThread() {
   thread_local bool done = false;
   if (done) return;
   done = true;
-  using SetThreads = void (*)(int);
-  if (auto set = reinterpret_cast<SetThreads>(dlsym(RTLD_DEFAULT, "omp_set_num_threads"))) set(1);
+  using SetLimit = void (*)(int);
+  if (auto set = reinterpret_cast<SetLimit>(dlsym(RTLD_DEFAULT, "omp_set_max_active_levels"))) set(0);
 }
 
 std::vector<OcrWord> TesseractOcr::recognize(const GrayImage& image, OcrLanguage language, OcrLayout layout) {

@@ -49,6 +49,13 @@ TEST_F(DictionariesTest, LooksUpEveryInstalledPair) {
       {"chat", "fr", "en", "chat", "n.", "cat"},
       {"casa", "pt", "en", "casa", "", "house"},
       {"猫", "ja", "en", "猫", "", "cat"},
+      // Pairs without English, from the freedict packages of other pairs.
+      {"Katze", "de", "fr", "", "", "chat"},
+      {"chat", "fr", "de", "chat", "", "Katze"},
+      {"chat", "fr", "ja", "chat", "", "猫"},
+      {"猫", "ja", "de", "", "", "Katze, Kater, Kätzchen; Shamisen"},
+      {"casa", "pt", "es", "casa", "", "casa"},
+      {"perro", "es", "pt", "perro", "", "cachorro"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(std::string(c.word) + " " + c.source + "→" + c.target);

@@ -6,8 +6,10 @@
 
 #include <gtest/gtest.h>
 
+#include <ctime>
 #include <iostream>
 #include <random>
+#include <thread>
 
 namespace trelvis::server {
 namespace {
@@ -137,6 +139,38 @@ TEST_F(HotspotReaderTest, ReadsTheChineseCharacterUnderTheHotspot) {
             << accuracy.rate() * 100 << "%\n";
   EXPECT_GE(accuracy.total, 100);
   EXPECT_GE(accuracy.rate(), 0.90);
+}
+
+double cpuMilliseconds(clockid_t clock) {
+  timespec now{};
+  clock_gettime(clock, &now);
+  return now.tv_sec * 1000.0 + now.tv_nsec / 1e6;
+}
+
+// The recogniser pool is the server's parallelism: a recognition that spreads over
+// more threads only competes with the other requests (and spins on a busy machine).
+// Run on a thread of its own, as a request thread would, it costs the rest of the
+// process next to nothing.
+TEST_F(HotspotReaderTest, RecognisesOnTheCallingThreadAlone) {
+  TextLayout layout;
+  layout.fontPath = testing::latinTestFonts().front().path;
+  layout.pixelSize = 16;
+  std::vector<std::vector<std::string>> lines(6, {"the", "station", "garden", "between", "morning", "history"});
+  auto decoded = decodeJpegToGray(testing::encodeJpeg(testing::renderText(lines, layout, 800, 200)));
+  ASSERT_TRUE(decoded) << decoded.error();
+  double own = 0;
+  double others = 0;
+  std::vector<OcrWord> words;
+  std::thread request([&] {
+    const double thread = cpuMilliseconds(CLOCK_THREAD_CPUTIME_ID);
+    const double process = cpuMilliseconds(CLOCK_PROCESS_CPUTIME_ID);
+    words = ocr_->recognize(*decoded, OcrLanguage::english, OcrLayout::block);
+    own = cpuMilliseconds(CLOCK_THREAD_CPUTIME_ID) - thread;
+    others = cpuMilliseconds(CLOCK_PROCESS_CPUTIME_ID) - process - own;
+  });
+  request.join();
+  EXPECT_GE(words.size(), 30u);
+  EXPECT_LT(others, 0.1 * own + 5) << "the request thread used " << own << " ms of CPU, other threads " << others;
 }
 
 }  // namespace
