@@ -1,0 +1,42 @@
+#pragma once
+
+// HomeSummaryAPIClient: GET "/v1/home/summary" for the signed-in user. It runs
+// each fetch on a serial executor of its own and keeps nothing between calls.
+// The account summary store sees it through HomeSummaryServing.
+
+#include <memory>
+
+#include "base/async/async.h"
+#include "base/url.h"
+#include "core/membership/home_summary.h"
+
+namespace trelvis {
+
+class AccessTokenProviding;
+class Executor;
+class HttpTransport;
+
+class HomeSummaryServing {
+ public:
+  virtual ~HomeSummaryServing() = default;
+  // A well-formed summary; raises HomeSummaryAPIError (invalidResponse for one
+  // that is not well-formed).
+  virtual Async<HomeSummary> fetch() = 0;
+};
+
+class HomeSummaryAPIClient final : public HomeSummaryServing {
+ public:
+  HomeSummaryAPIClient(std::shared_ptr<Executor> executor,
+                       std::shared_ptr<AccessTokenProviding> auth,
+                       std::shared_ptr<HttpTransport> transport, const Url& baseURL);
+
+  Async<HomeSummary> fetch() override;
+
+ private:
+  std::shared_ptr<Executor> executor_;
+  std::shared_ptr<AccessTokenProviding> auth_;
+  std::shared_ptr<HttpTransport> transport_;
+  Url url_;
+};
+
+}  // namespace trelvis
