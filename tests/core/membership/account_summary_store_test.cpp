@@ -128,6 +128,8 @@ TEST_F(AccountSummaryStoreTest, AUserSwitchDropsWhatWasBegunForThePreviousUser) 
 
   store_->activate(std::nullopt);
   EXPECT_EQ(saved(), std::nullopt);
+  store_->apply(summary(9, 0, 9s), store_->context());  // nobody's numbers are kept
+  EXPECT_EQ(saved(), std::nullopt);
   store_->requestRefresh();
   scheduler_.advanceBy(1min);
   EXPECT_EQ(requests(), 2u);

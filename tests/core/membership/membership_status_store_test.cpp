@@ -156,10 +156,23 @@ TEST_F(MembershipStatusStoreTest, AReplyForAnotherUserLandsNowhere) {
   EXPECT_EQ(used(), std::nullopt);
 
   signIn("bob");
+  // A failure of bob's fetch already on its way when the user changes.
+  auto& pending = transport_->last();
+  pending.respond(500);
+  pending.finishBody();
+  store_->activate("carol");
+  scheduler_.runUntilIdle();
+  EXPECT_FALSE(store_->lastRefreshFailed());
+  store_->requestRefresh();
+  scheduler_.runUntilIdle();
+  ASSERT_EQ(requests(), 3u);
+  answer(2, 200, freeBody(2, 1));
   store_->requestRefreshAfterTranslation(annContext);
   scheduler_.advanceBy(1s);
-  EXPECT_EQ(requests(), 2u);
-  answer(1, 200, freeBody(3, 1));
+  EXPECT_EQ(requests(), 3u);
+  store_->requestRefresh();
+  scheduler_.runUntilIdle();
+  answer(3, 200, freeBody(3, 2));
   EXPECT_EQ(used(), 3);
   store_->apply(decodeMembershipStatus(freeBody(50, 9)), *annContext);
   EXPECT_EQ(used(), 3);

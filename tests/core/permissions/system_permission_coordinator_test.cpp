@@ -44,24 +44,21 @@ TEST_F(SystemPermissionCoordinatorTest, StatesFollowTheGrantsAndWhetherTheUserWa
     const char* name;
     bool screen;
     bool accessibility;
-    std::optional<Kind> openFirst;
     SystemPermissionSnapshot expected;
   };
   const Step steps[] = {
-      {"fresh profile", false, false, std::nullopt, {State::notRequested, State::notRequested}},
-      {"sent to the accessibility page", false, false, Kind::accessibility,
-       {State::notRequested, State::needsSettings}},
-      {"screen recording granted outside the flow", true, false, std::nullopt,
-       {State::allowed, State::needsSettings}},
-      {"screen recording revoked later", false, false, std::nullopt,
+      {"fresh profile", false, false, {State::notRequested, State::notRequested}},
+      {"screen recording granted outside the flow", true, false,
+       {State::allowed, State::notRequested}},
+      {"accessibility granted outside the flow", true, true,
+       {State::allowed, State::allowed}},
+      {"both revoked later", false, false,
        {State::needsSettings, State::needsSettings}},
-      {"both granted", true, true, std::nullopt, {State::allowed, State::allowed}},
   };
   for (const Step& step : steps) {
     SCOPED_TRACE(step.name);
     screenGranted_ = step.screen;
     accessibilityGranted_ = step.accessibility;
-    if (step.openFirst) coordinator.openSettings(*step.openFirst);
     EXPECT_EQ(coordinator.snapshot(), step.expected);
   }
   EXPECT_EQ(defaults_.boolValue("permissions.screen-recording.requested"), true);
