@@ -90,10 +90,12 @@ bool SystemPermissionCoordinator::openSettings(SystemPermissionKind kind) {
   // Having been sent to the settings counts as having been asked, whether or
   // not the page opens.
   markRequested(kind);
-  if (!calls_.openURL) return false;
-  for (const std::string& url : settingsURLs(kind)) {
-    if (calls_.openURL(url)) return true;
+  if (calls_.openURL) {
+    for (const std::string& url : settingsURLs(kind)) {
+      if (calls_.openURL(url)) return true;
+    }
   }
+  kLog.notice("no settings page opened for the {} permission", toString(kind));
   return false;
 }
 

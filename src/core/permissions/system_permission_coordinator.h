@@ -22,6 +22,13 @@ namespace trelvis {
 class PreferenceStore;
 
 enum class SystemPermissionKind { screenRecording, accessibility };
+inline constexpr EnumTable<SystemPermissionKind, 2> kSystemPermissionKindNames{{
+    {SystemPermissionKind::screenRecording, "screenRecording"},
+    {SystemPermissionKind::accessibility, "accessibility"},
+}};
+constexpr std::string_view toString(SystemPermissionKind kind) {
+  return enumToString(kSystemPermissionKindNames, kind);
+}
 inline constexpr std::array<SystemPermissionKind, 2> kAllSystemPermissionKinds{
     SystemPermissionKind::screenRecording, SystemPermissionKind::accessibility};
 
