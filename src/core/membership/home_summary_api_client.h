@@ -7,14 +7,10 @@
 #include <memory>
 
 #include "base/async/async.h"
-#include "base/url.h"
+#include "core/membership/authenticated_endpoint.h"
 #include "core/membership/home_summary.h"
 
 namespace trelvis {
-
-class AccessTokenProviding;
-class Executor;
-class HttpTransport;
 
 class HomeSummaryServing {
  public:
@@ -33,10 +29,7 @@ class HomeSummaryAPIClient final : public HomeSummaryServing {
   Async<HomeSummary> fetch() override;
 
  private:
-  std::shared_ptr<Executor> executor_;
-  std::shared_ptr<AccessTokenProviding> auth_;
-  std::shared_ptr<HttpTransport> transport_;
-  Url url_;
+  AuthenticatedEndpoint endpoint_;
 };
 
 }  // namespace trelvis

@@ -7,14 +7,10 @@
 #include <memory>
 
 #include "base/async/async.h"
-#include "base/url.h"
+#include "core/membership/authenticated_endpoint.h"
 #include "core/membership/membership_status.h"
 
 namespace trelvis {
-
-class AccessTokenProviding;
-class Executor;
-class HttpTransport;
 
 class MembershipStatusServing {
  public:
@@ -32,10 +28,7 @@ class MembershipStatusAPIClient final : public MembershipStatusServing {
   Async<MembershipStatus> fetch() override;
 
  private:
-  std::shared_ptr<Executor> executor_;
-  std::shared_ptr<AccessTokenProviding> auth_;
-  std::shared_ptr<HttpTransport> transport_;
-  Url url_;
+  AuthenticatedEndpoint endpoint_;
 };
 
 }  // namespace trelvis
