@@ -143,22 +143,5 @@ TEST_F(MembershipAPIClientsTest, BadRepliesBecomeTheClientsOwnCases) {
   }
 }
 
-TEST_F(MembershipAPIClientsTest, AWellFormedStatusIsLeftToTheStoreToJudge) {
-  // A status whose plan and fields disagree still decodes: trust is the store's call.
-  const char* body = R"({"plan":{"code":"pro"},"quota":{"mode":"unlimited"},"entitlement":{},
-                        "serverTime":"2026-01-02T12:00:00Z"})";
-  std::optional<MembershipStatus> status;
-  EXPECT_EQ(outcome(
-                [&]() -> Async<void> {
-                  status = co_await MembershipStatusAPIClient(clientExecutor_, tokens_,
-                                                              transport_, base_)
-                               .fetch();
-                },
-                {{200, body}}),
-            "ok");
-  ASSERT_TRUE(status);
-  EXPECT_FALSE(status->isValid());
-}
-
 }  // namespace
 }  // namespace trelvis
