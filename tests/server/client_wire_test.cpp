@@ -46,8 +46,8 @@ class Client {
         tokens, std::make_shared<PreferencesAuthUserStore>(defaults_), kService);
     lookup = std::make_shared<LookupAPIClient>(pool_.makeSequencedExecutor(), session, transport,
                                                base, std::nullopt);
-    membership = std::make_shared<MembershipStatusAPIClient>(pool_.makeSequencedExecutor(),
-                                                             session, transport, base);
+    membership = std::make_shared<MembershipStatusAPIClient>(pool_.makeSequencedExecutor(), session,
+                                                             transport, base);
     summary = std::make_shared<HomeSummaryAPIClient>(pool_.makeSequencedExecutor(), session,
                                                      transport, base);
   }

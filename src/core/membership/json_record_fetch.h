@@ -25,20 +25,20 @@ inline constexpr Duration kJSONRecordTimeout = std::chrono::seconds(30);
 template <AuthenticatedClientError E, class Decode>
 auto fetchJSONRecord(const AuthenticatedEndpoint& endpoint, const LogCategory& log, Decode decode)
     -> Async<decltype(decode(std::string()))> {
-  return runOn(endpoint.executor, [endpoint, &log,
-                                   decode]() -> Async<decltype(decode(std::string()))> {
-    HttpRequest request = ServerAPIRequest::make(endpoint.url);
-    request.timeout = kJSONRecordTimeout;
-    request.headers.set("Accept", "application/json");
-    std::string body = co_await performAuthenticatedRequest<E>(*endpoint.auth, *endpoint.transport,
-                                                               std::move(request));
-    try {
-      co_return decode(body);
-    } catch (const std::exception& error) {
-      log.warning("GET {}: the reply is not usable: {}", endpoint.url.path(), error.what());
-    }
-    throw E::invalidResponse();
-  });
+  return runOn(
+      endpoint.executor, [endpoint, &log, decode]() -> Async<decltype(decode(std::string()))> {
+        HttpRequest request = ServerAPIRequest::make(endpoint.url);
+        request.timeout = kJSONRecordTimeout;
+        request.headers.set("Accept", "application/json");
+        std::string body = co_await performAuthenticatedRequest<E>(
+            *endpoint.auth, *endpoint.transport, std::move(request));
+        try {
+          co_return decode(body);
+        } catch (const std::exception& error) {
+          log.warning("GET {}: the reply is not usable: {}", endpoint.url.path(), error.what());
+        }
+        throw E::invalidResponse();
+      });
 }
 
 }  // namespace trelvis

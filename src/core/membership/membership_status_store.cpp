@@ -138,18 +138,18 @@ void MembershipStatusStore::requestRefreshAfterTranslation(
     const std::optional<MembershipStatusContext>& context) {
   if (!context || !isCurrent(*context)) return;
   translationRefreshTask_.cancel();
-  translationRefreshTask_ = spawn(
-      main_,
-      [weak = weak_from_this(), context = *context,
-       delay = translationRefreshDelay_]() -> Async<void> {
-        co_await sleepFor(delay);
-        Task<void> round;
-        if (auto self = weak.lock(); self && self->isCurrent(context) && !isCancelled()) {
-          self->translationRefreshTask_ = {};
-          round = self->joinRefresh();
-        }
-        co_await awaitRefreshRound(std::move(round));
-      });
+  translationRefreshTask_ =
+      spawn(main_,
+            [weak = weak_from_this(), context = *context,
+             delay = translationRefreshDelay_]() -> Async<void> {
+              co_await sleepFor(delay);
+              Task<void> round;
+              if (auto self = weak.lock(); self && self->isCurrent(context) && !isCancelled()) {
+                self->translationRefreshTask_ = {};
+                round = self->joinRefresh();
+              }
+              co_await awaitRefreshRound(std::move(round));
+            });
 }
 
 void MembershipStatusStore::setStatus(std::optional<MembershipStatus> status) {

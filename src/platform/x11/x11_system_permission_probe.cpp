@@ -68,7 +68,9 @@ X11PermissionProbeResult X11SystemPermissionProbe::probe() const {
 }
 
 SystemPermissionCoordinator::SystemCalls X11SystemPermissionProbe::systemCalls() const {
-  const auto granted = [probe = *this] { return probe.probe().granted; };
+  const auto granted = [probe = *this] {
+    return probe.probe().granted;
+  };
   return {
       .screenRecordingPreflight = granted,
       .screenRecordingRequest = granted,

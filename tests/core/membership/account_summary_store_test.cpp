@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include <gtest/gtest.h>
 #include <fmt/core.h>
+#include <gtest/gtest.h>
 
 #include "base/async/test_scheduler.h"
 #include "core/membership/home_summary_api_client.h"
@@ -23,13 +23,13 @@ const Timestamp kStart = *parseIso8601("2026-01-02T12:00:00Z");
 
 HomeSummary summary(int64_t saved, int64_t mastered, Duration snapshotAfterStart,
                     std::optional<Timestamp> nextReviewDueAt = std::nullopt) {
-  return HomeSummary{.lookupCount = 5,
-                     .savedCount = saved,
-                     .masteredCount = mastered,
-                     .dueReviewCount = 0,
-                     .nextReviewDueAt = nextReviewDueAt,
-                     .snapshotAt = kStart + std::chrono::floor<std::chrono::milliseconds>(
-                                                snapshotAfterStart)};
+  return HomeSummary{
+      .lookupCount = 5,
+      .savedCount = saved,
+      .masteredCount = mastered,
+      .dueReviewCount = 0,
+      .nextReviewDueAt = nextReviewDueAt,
+      .snapshotAt = kStart + std::chrono::floor<std::chrono::milliseconds>(snapshotAfterStart)};
 }
 
 std::string body(int64_t saved, int second) {

@@ -103,25 +103,36 @@ TEST_F(MembershipAPIClientsTest, BadRepliesBecomeTheClientsOwnCases) {
     const char* summary;  // the summary client's outcome
   };
   const Case cases[] = {
-      {"not JSON", {{200, "<html>"}}, "MembershipStatusAPIError.invalidResponse",
+      {"not JSON",
+       {{200, "<html>"}},
+       "MembershipStatusAPIError.invalidResponse",
        "HomeSummaryAPIError.invalidResponse"},
-      {"a record of the other kind", {{200, R"({"lookupCount":1})"}},
-       "MembershipStatusAPIError.invalidResponse", "HomeSummaryAPIError.invalidResponse"},
+      {"a record of the other kind",
+       {{200, R"({"lookupCount":1})"}},
+       "MembershipStatusAPIError.invalidResponse",
+       "HomeSummaryAPIError.invalidResponse"},
       {"more mastered than saved",
        {{200, R"({"lookupCount":0,"savedCount":3,"masteredCount":4,"dueReviewCount":0,
                   "snapshotAt":"2026-01-02T12:00:00Z"})"}},
-       "MembershipStatusAPIError.invalidResponse", "HomeSummaryAPIError.invalidResponse"},
+       "MembershipStatusAPIError.invalidResponse",
+       "HomeSummaryAPIError.invalidResponse"},
       {"more due than saved",
        {{200, R"({"lookupCount":0,"savedCount":3,"masteredCount":0,"dueReviewCount":4,
                   "snapshotAt":"2026-01-02T12:00:00Z"})"}},
-       "MembershipStatusAPIError.invalidResponse", "HomeSummaryAPIError.invalidResponse"},
+       "MembershipStatusAPIError.invalidResponse",
+       "HomeSummaryAPIError.invalidResponse"},
       {"a negative count",
        {{200, R"({"lookupCount":-1,"savedCount":3,"masteredCount":0,"dueReviewCount":0,
                   "snapshotAt":"2026-01-02T12:00:00Z"})"}},
-       "MembershipStatusAPIError.invalidResponse", "HomeSummaryAPIError.invalidResponse"},
-      {"a server error", {{503, "busy"}}, "MembershipStatusAPIError.http(503)",
+       "MembershipStatusAPIError.invalidResponse",
+       "HomeSummaryAPIError.invalidResponse"},
+      {"a server error",
+       {{503, "busy"}},
+       "MembershipStatusAPIError.http(503)",
        "HomeSummaryAPIError.http(503)"},
-      {"refused twice", {{401, ""}, {401, ""}}, "MembershipStatusAPIError.unauthenticated",
+      {"refused twice",
+       {{401, ""}, {401, ""}},
+       "MembershipStatusAPIError.unauthenticated",
        "HomeSummaryAPIError.unauthenticated"},
   };
   for (const Case& c : cases) {
@@ -133,13 +144,13 @@ TEST_F(MembershipAPIClientsTest, BadRepliesBecomeTheClientsOwnCases) {
                   },
                   c.replies),
               c.status);
-    EXPECT_EQ(outcome(
-                  [&]() -> Async<void> {
-                    co_await HomeSummaryAPIClient(clientExecutor_, tokens_, transport_, base_)
-                        .fetch();
-                  },
-                  c.replies),
-              c.summary);
+    EXPECT_EQ(
+        outcome(
+            [&]() -> Async<void> {
+              co_await HomeSummaryAPIClient(clientExecutor_, tokens_, transport_, base_).fetch();
+            },
+            c.replies),
+        c.summary);
   }
 }
 

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include <gtest/gtest.h>
 #include <fmt/core.h>
+#include <gtest/gtest.h>
 
 #include "base/async/task.h"
 #include "base/async/test_scheduler.h"
@@ -66,9 +66,9 @@ class MembershipStatusStoreTest : public ::testing::Test {
   std::shared_ptr<FakeAccessTokenProvider> tokens_ = std::make_shared<FakeAccessTokenProvider>();
   std::shared_ptr<FakeHttpTransport> transport_ = std::make_shared<FakeHttpTransport>();
   std::shared_ptr<MembershipStatusStore> store_ = std::make_shared<MembershipStatusStore>(
-      main_, std::make_shared<MembershipStatusAPIClient>(scheduler_.makeExecutor(), tokens_,
-                                                         transport_,
-                                                         *Url::parse("https://api.test/trelvis")));
+      main_,
+      std::make_shared<MembershipStatusAPIClient>(scheduler_.makeExecutor(), tokens_, transport_,
+                                                  *Url::parse("https://api.test/trelvis")));
   std::vector<std::string> changes_;
 };
 

@@ -49,19 +49,42 @@ TEST(MembershipStatusTest, OnlyAStatusWhoseFieldsAgreeWithItsPlanIsTrusted) {
     Change change;
     bool valid;
   };
-  const Change none = [](MembershipStatus&) {};
+  const Change none = [](MembershipStatus&) {
+  };
   const Case cases[] = {
       {"free as reported", freeStatus, none, true},
       {"free, remaining off by one", freeStatus, [](auto& s) { s.quota.remaining = 11; }, false},
-      {"free, over the limit with 0 left",
-       freeStatus, [](auto& s) { s.quota.used = 120; s.quota.remaining = 0; }, true},
-      {"free, over the limit with some left",
-       freeStatus, [](auto& s) { s.quota.used = 120; s.quota.remaining = 1; }, false},
-      {"free, all used", freeStatus, [](auto& s) { s.quota.used = 100; s.quota.remaining = 0; },
+      {"free, over the limit with 0 left", freeStatus,
+       [](auto& s) {
+         s.quota.used = 120;
+         s.quota.remaining = 0;
+       },
+       true},
+      {"free, over the limit with some left", freeStatus,
+       [](auto& s) {
+         s.quota.used = 120;
+         s.quota.remaining = 1;
+       },
+       false},
+      {"free, all used", freeStatus,
+       [](auto& s) {
+         s.quota.used = 100;
+         s.quota.remaining = 0;
+       },
        true},
       {"free, negative use", freeStatus,
-       [](auto& s) { s.quota.used = -1; s.quota.remaining = 101; }, false},
-      {"free, limit 0", freeStatus, [](auto& s) { s.quota.used = 0; s.quota.limit = 0; s.quota.remaining = 0; }, false},
+       [](auto& s) {
+         s.quota.used = -1;
+         s.quota.remaining = 101;
+       },
+       false},
+      {"free, limit 0", freeStatus,
+       [](auto& s) {
+         s.quota.used = 0;
+         s.quota.limit = 0;
+         s.quota.remaining = 0;
+       },
+       false},
       {"free, unlimited mode", freeStatus,
        [](auto& s) { s.quota.mode = MembershipQuotaMode::unlimited; }, false},
       {"free, no used", freeStatus, [](auto& s) { s.quota.used.reset(); }, false},
@@ -74,14 +97,13 @@ TEST(MembershipStatusTest, OnlyAStatusWhoseFieldsAgreeWithItsPlanIsTrusted) {
       {"free, period ends now", freeStatus, [](auto& s) { s.quota.resetAt = kNow; }, false},
       {"free, future pro expiry", freeStatus,
        [](auto& s) { s.entitlement.proExpiresAt = kNow + std::chrono::hours(1); }, false},
-      {"free, pro expired now", freeStatus,
-       [](auto& s) { s.entitlement.proExpiresAt = kNow; }, true},
+      {"free, pro expired now", freeStatus, [](auto& s) { s.entitlement.proExpiresAt = kNow; },
+       true},
       {"free, seed granted", freeStatus,
        [](auto& s) { s.entitlement.seedGrantedAt = at("2025-01-01T00:00:00Z"); }, false},
       {"pro as reported", proStatus, none, true},
       {"pro expiring now", proStatus, [](auto& s) { s.entitlement.proExpiresAt = kNow; }, false},
-      {"pro without expiry", proStatus, [](auto& s) { s.entitlement.proExpiresAt.reset(); },
-       false},
+      {"pro without expiry", proStatus, [](auto& s) { s.entitlement.proExpiresAt.reset(); }, false},
       {"pro, metered", proStatus, [](auto& s) { s.quota.mode = MembershipQuotaMode::metered; },
        false},
       {"pro with a limit", proStatus, [](auto& s) { s.quota.limit = 100; }, false},
@@ -94,8 +116,7 @@ TEST(MembershipStatusTest, OnlyAStatusWhoseFieldsAgreeWithItsPlanIsTrusted) {
        [](auto& s) { s.entitlement.proExpiresAt = kNow + std::chrono::hours(1); }, false},
       {"seed with ended pro", seedStatus,
        [](auto& s) { s.entitlement.proExpiresAt = kNow - std::chrono::hours(1); }, true},
-      {"seed with a period start", seedStatus, [](auto& s) { s.quota.periodStart = kNow; },
-       false},
+      {"seed with a period start", seedStatus, [](auto& s) { s.quota.periodStart = kNow; }, false},
   };
   for (const Case& c : cases) {
     MembershipStatus status = c.base();
@@ -143,7 +164,8 @@ TEST(MembershipStatusTest, TheQuotaMeterShowsOnlyForAKnownFreeQuota) {
     Change change;
     std::optional<FreeQuotaFooterPresentation> expected;
   };
-  const Change none = [](MembershipStatus&) {};
+  const Change none = [](MembershipStatus&) {
+  };
   const Case cases[] = {
       {"free", freeStatus, none, FreeQuotaFooterPresentation{90, 100}},
       {"limit 1", freeStatus, [](auto& s) { s.quota.limit = 1; },
@@ -151,7 +173,11 @@ TEST(MembershipStatusTest, TheQuotaMeterShowsOnlyForAKnownFreeQuota) {
       {"limit 0", freeStatus, [](auto& s) { s.quota.limit = 0; }, std::nullopt},
       {"no limit", freeStatus, [](auto& s) { s.quota.limit.reset(); }, std::nullopt},
       {"no used", freeStatus, [](auto& s) { s.quota.used.reset(); }, std::nullopt},
-      {"pro with numbers", proStatus, [](auto& s) { s.quota.used = 1; s.quota.limit = 5; },
+      {"pro with numbers", proStatus,
+       [](auto& s) {
+         s.quota.used = 1;
+         s.quota.limit = 5;
+       },
        std::nullopt},
       {"seed", seedStatus, none, std::nullopt},
   };

@@ -48,12 +48,12 @@ TEST_F(SystemPermissionCoordinatorTest, StatesFollowTheGrantsAndWhetherTheUserWa
   };
   const Step steps[] = {
       {"fresh profile", false, false, {State::notRequested, State::notRequested}},
-      {"screen recording granted outside the flow", true, false,
+      {"screen recording granted outside the flow",
+       true,
+       false,
        {State::allowed, State::notRequested}},
-      {"accessibility granted outside the flow", true, true,
-       {State::allowed, State::allowed}},
-      {"both revoked later", false, false,
-       {State::needsSettings, State::needsSettings}},
+      {"accessibility granted outside the flow", true, true, {State::allowed, State::allowed}},
+      {"both revoked later", false, false, {State::needsSettings, State::needsSettings}},
   };
   for (const Step& step : steps) {
     SCOPED_TRACE(step.name);
