@@ -10,6 +10,9 @@
 
 #include "e2e/desktop_rig.h"
 
+#include "core/lookup/lookup_coordinator.h"
+#include "core/overlay/overlay_panel_presenting.h"
+
 #include <algorithm>
 #include <chrono>
 #include <cstdio>

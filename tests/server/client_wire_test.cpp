@@ -18,6 +18,8 @@
 #include "core/account/auth_user_store.h"
 #include "core/lookup/lookup_api_client.h"
 #include "core/lookup/lookup_error.h"
+#include "core/membership/home_summary_api_client.h"
+#include "core/membership/membership_status_api_client.h"
 #include "core/prefs/in_memory_preference_store.h"
 #include "platform/curl/curl_http_transport.h"
 #include "server/engines/support/text_renderer.h"
@@ -44,6 +46,10 @@ class Client {
         tokens, std::make_shared<PreferencesAuthUserStore>(defaults_), kService);
     lookup = std::make_shared<LookupAPIClient>(pool_.makeSequencedExecutor(), session, transport,
                                                base, std::nullopt);
+    membership = std::make_shared<MembershipStatusAPIClient>(pool_.makeSequencedExecutor(), session,
+                                                             transport, base);
+    summary = std::make_shared<HomeSummaryAPIClient>(pool_.makeSequencedExecutor(), session,
+                                                     transport, base);
   }
 
   // Runs `body` on the test's loop until it is done and gives its value.
@@ -96,6 +102,8 @@ class Client {
   std::shared_ptr<InMemoryRefreshTokenStore> tokens = std::make_shared<InMemoryRefreshTokenStore>();
   std::shared_ptr<AuthSessionCoordinator> session;
   std::shared_ptr<LookupAPIClient> lookup;
+  std::shared_ptr<MembershipStatusAPIClient> membership;
+  std::shared_ptr<HomeSummaryAPIClient> summary;
 
  private:
   TrelvisServerProcess& server_;
@@ -216,6 +224,40 @@ TEST(ClientWireTest, TheClientsSessionRegistersLogsInRefreshesLogsOutAndResetsAP
   EXPECT_FALSE(client.tokens->token(kService, "refreshToken")) << "the client took it as refused";
   EXPECT_FALSE(client.await(client.session->login("ann@example.com", "first password")));
   EXPECT_TRUE(client.await(client.session->login("ann@example.com", "second password")));
+}
+
+TEST(ClientWireTest, EveryPlanTheServerReportsIsOneTheClientTrusts) {
+  TrelvisServerProcess server({.arguments = {"--free-daily-translations", "3"}});
+  Client client(server);
+  client.signUp("ann@example.com", "a password");
+  struct Case {
+    const char* name;
+    std::vector<std::string> setPlan;  // arguments after the email
+    MembershipPlanCode plan;
+    std::optional<int64_t> limit;
+  };
+  const Case cases[] = {
+      {"new account", {}, MembershipPlanCode::free, 3},
+      {"pro", {"pro", "--until", "2999-12-31"}, MembershipPlanCode::pro, std::nullopt},
+      {"pro ended", {"pro", "--until", "2001-01-01"}, MembershipPlanCode::free, 3},
+      {"seed", {"seed"}, MembershipPlanCode::seed, std::nullopt},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    if (!c.setPlan.empty()) {
+      std::vector<std::string> arguments{"user", "set-plan", "ann@example.com"};
+      arguments.insert(arguments.end(), c.setPlan.begin(), c.setPlan.end());
+      const CommandResult result = server.run(arguments);
+      ASSERT_EQ(result.exitStatus, 0) << result.standardError;
+    }
+    const MembershipStatus status = client.await(client.membership->fetch());
+    EXPECT_TRUE(status.isValid());
+    EXPECT_EQ(status.plan.code, c.plan);
+    EXPECT_EQ(status.quota.limit, c.limit);
+  }
+  const HomeSummary summary = client.await(client.summary->fetch());
+  EXPECT_EQ(summary.lookupCount, 0);
+  EXPECT_TRUE(summary.isWellFormed());
 }
 
 TEST(ClientWireTest, HoverAreaAndPronunciationStreamAsTheClientParsesThem) {

@@ -568,7 +568,7 @@ void MainWindowModel::refreshSystemPermissions() {
   if (!signedIn()) return;
   auto before = std::exchange(permissionSnapshot_, deps_.permissions->snapshot());
   if (permissionGatePresented_) {
-    for (auto kind : kSystemPermissionKinds) {
+    for (auto kind : kAllSystemPermissionKinds) {
       if (before.state(kind) == SystemPermissionState::allowed ||
           permissionSnapshot_.state(kind) != SystemPermissionState::allowed) {
         continue;
@@ -607,7 +607,7 @@ Async<void> MainWindowModel::pollSystemPermissionsWhileVisible() {
 
 void MainWindowModel::reportVisiblePermissionRows() {
   if (!signedIn() || !permissionGatePresented_) return;
-  for (auto kind : kSystemPermissionKinds) {
+  for (auto kind : kAllSystemPermissionKinds) {
     if (permissionSnapshot_.state(kind) == SystemPermissionState::allowed ||
         permissionRowsShownAt_.count(kind)) {
       continue;

@@ -6,6 +6,7 @@
 // network path. Each is the narrow slice the model uses; the real classes
 // implement these. Main thread, except where a comment says otherwise.
 
+#include "core/permissions/system_permission_coordinator.h"
 #include <array>
 #include <cstdint>
 #include <functional>
@@ -80,28 +81,6 @@ class MainWindowShortcuts {
   // Refreshes the monitors when the flag changes.
   virtual void setTextInputFocused(bool focused) = 0;
   virtual void cancelRecording() = 0;
-};
-
-enum class SystemPermissionKind { screenRecording, accessibility };
-inline constexpr std::array<SystemPermissionKind, 2> kSystemPermissionKinds{
-    SystemPermissionKind::screenRecording, SystemPermissionKind::accessibility};
-
-// In order: a state below restartRequired is fixed in the settings.
-enum class SystemPermissionState { notRequested, needsSettings, restartRequired, allowed };
-
-struct SystemPermissionSnapshot {
-  SystemPermissionState screenRecording = SystemPermissionState::notRequested;
-  SystemPermissionState accessibility = SystemPermissionState::notRequested;
-
-  SystemPermissionState state(SystemPermissionKind kind) const {
-    return kind == SystemPermissionKind::screenRecording ? screenRecording : accessibility;
-  }
-  bool allAllowed() const {
-    return screenRecording == SystemPermissionState::allowed &&
-           accessibility == SystemPermissionState::allowed;
-  }
-  friend bool operator==(const SystemPermissionSnapshot&,
-                         const SystemPermissionSnapshot&) = default;
 };
 
 class SystemPermissionProviding {

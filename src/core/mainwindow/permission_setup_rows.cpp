@@ -34,7 +34,7 @@ RowTexts rowTexts(SystemPermissionState state) {
 
 std::vector<PermissionRow> permissionRows(const MainWindowModel& model) {
   std::vector<PermissionRow> rows;
-  for (auto kind : kSystemPermissionKinds) {
+  for (auto kind : kAllSystemPermissionKinds) {
     bool screen = kind == SystemPermissionKind::screenRecording;
     auto state = model.permissionRowState(kind);
     auto texts = rowTexts(state);
@@ -77,7 +77,7 @@ std::optional<PermissionSetupHint> permissionSetupHint(const MainWindowModel& mo
     }
   }
   int allowed = 0;
-  for (auto kind : kSystemPermissionKinds) {
+  for (auto kind : kAllSystemPermissionKinds) {
     allowed += model.permissionSnapshot().state(kind) == SystemPermissionState::allowed;
   }
   if (allowed == 2) return std::nullopt;

@@ -1,13 +1,9 @@
 #include "platform/x11/x11_accessibility_permission.h"
 
-#include <X11/Xlib.h>
-#include <X11/extensions/XInput2.h>
-#include <X11/extensions/XTest.h>
-
 #include <utility>
 
 #include "base/log.h"
-#include "platform/x11/x11_connection.h"
+#include "platform/x11/x11_system_permission_probe.h"
 
 namespace trelvis {
 namespace {
@@ -21,23 +17,11 @@ X11AccessibilityPermission::X11AccessibilityPermission(std::string displayName)
 
 bool X11AccessibilityPermission::isProcessTrusted() const {
   if (trusted_.load(std::memory_order_acquire)) return true;
-  auto connection = x11::Connection::open(displayName_);
-  if (!connection) return false;
-  Display* display = connection->display();
-  int opcode = 0;
-  int event = 0;
-  int error = 0;
-  int major = 2;
-  int minor = 1;
-  const bool xinput = XQueryExtension(display, "XInputExtension", &opcode, &event, &error) &&
-                      XIQueryVersion(display, &major, &minor) == Success &&
-                      major * 100 + minor >= 201;
-  int testMajor = 0;
-  int testMinor = 0;
-  const bool xtest = XTestQueryExtension(display, &event, &error, &testMajor, &testMinor);
-  if (!xinput || !xtest) {
+  const x11::GlobalInputSupport support = x11::queryGlobalInputSupport(displayName_);
+  if (!support.display) return false;
+  if (!support.complete()) {
     kLog.warning("global input needs XInput 2.1 ({}) and XTEST ({}) from the X server",
-                 xinput ? "present" : "missing", xtest ? "present" : "missing");
+                 support.xinput21 ? "present" : "missing", support.xtest ? "present" : "missing");
     return false;
   }
   trusted_.store(true, std::memory_order_release);

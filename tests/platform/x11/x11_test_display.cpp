@@ -41,7 +41,8 @@ Xvfb::Xvfb(const Options& options) {
     // "-extension MIT-SHM" turns the extension off; "+extension" keeps the default.
     execlp("Xvfb", "Xvfb", "-displayfd", "3", "-nolisten", "tcp", "-noreset", "-screen", "0",
            screen.c_str(), options.sharedMemory ? "+extension" : "-extension", "MIT-SHM",
-           options.security ? "+extension" : "-extension", "SECURITY", static_cast<char*>(nullptr));
+           options.security ? "+extension" : "-extension", "SECURITY",
+           options.xtest ? "+extension" : "-extension", "XTEST", static_cast<char*>(nullptr));
     _exit(127);
   }
   close(fds[1]);

@@ -25,6 +25,7 @@ class Xvfb {
     int depth = 24;
     bool sharedMemory = true;  // false turns the MIT-SHM extension off
     bool security = false;     // true turns the SECURITY extension (untrusted clients) on
+    bool xtest = true;         // false turns the XTEST extension off
   };
 
   // No TCP, no reset when the last client leaves. Fails the test (ADD_FAILURE)
