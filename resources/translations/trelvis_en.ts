@@ -251,5 +251,81 @@
         <source>Another application already uses this shortcut.</source>
         <translation>Another application already uses this shortcut.</translation>
     </message>
+    <message id="error.permissionSetup.openSystemSettingsFailed">
+        <source>There is no settings page to open for this on Linux. Trelvis needs an X11 session with the XInput and XTEST extensions.</source>
+        <translation>There is no settings page to open for this on Linux. Trelvis needs an X11 session with the XInput and XTEST extensions.</translation>
+    </message>
+    <message id="error.permissionSetup.permissionNotEnabled">
+        <source>This is still not available. Sign in to an X11 session and try again.</source>
+        <translation>This is still not available. Sign in to an X11 session and try again.</translation>
+    </message>
+    <message id="permission.setup.accessibility.allowed">
+        <source>Keyboard and mouse access is allowed</source>
+        <translation>Keyboard and mouse access is allowed</translation>
+    </message>
+    <message id="permission.setup.accessibility.description">
+        <source>Lets Trelvis notice the key you tap in any application.</source>
+        <translation>Lets Trelvis notice the key you tap in any application.</translation>
+    </message>
+    <message id="permission.setup.accessibility.openSettings">
+        <source>Turn on keyboard and mouse access</source>
+        <translation>Turn on keyboard and mouse access</translation>
+    </message>
+    <message id="permission.setup.accessibility.restart">
+        <source>Restart Trelvis to finish</source>
+        <translation>Restart Trelvis to finish</translation>
+    </message>
+    <message id="permission.setup.accessibility.title">
+        <source>Keyboard and mouse</source>
+        <translation>Keyboard and mouse</translation>
+    </message>
+    <message id="permission.setup.action.allowed">
+        <source>Allowed</source>
+        <translation>Allowed</translation>
+    </message>
+    <message id="permission.setup.action.restartApp">
+        <source>Restart Trelvis</source>
+        <translation>Restart Trelvis</translation>
+    </message>
+    <message id="permission.setup.action.turnOn">
+        <source>Turn On</source>
+        <translation>Turn On</translation>
+    </message>
+    <message id="permission.setup.hint.needBoth">
+        <source>Trelvis needs both to translate what is on your screen.</source>
+        <translation>Trelvis needs both to translate what is on your screen.</translation>
+    </message>
+    <message id="permission.setup.hint.needOne">
+        <source>One more to go before Trelvis can translate.</source>
+        <translation>One more to go before Trelvis can translate.</translation>
+    </message>
+    <message id="permission.setup.screenRecording.description">
+        <source>Lets Trelvis read the words under the pointer.</source>
+        <translation>Lets Trelvis read the words under the pointer.</translation>
+    </message>
+    <message id="permission.setup.screenRecording.title">
+        <source>Screen reading</source>
+        <translation>Screen reading</translation>
+    </message>
+    <message id="permission.setup.status.allowed">
+        <source>Allowed</source>
+        <translation>Allowed</translation>
+    </message>
+    <message id="permission.setup.status.notAllowed">
+        <source>Not allowed</source>
+        <translation>Not allowed</translation>
+    </message>
+    <message id="permission.setup.status.notRequested">
+        <source>Not set up yet</source>
+        <translation>Not set up yet</translation>
+    </message>
+    <message id="permission.setup.status.restartRequired">
+        <source>Restart needed</source>
+        <translation>Restart needed</translation>
+    </message>
+    <message id="permission.setup.translocated">
+        <source>Trelvis is running from a temporary location. Install it, then open it again.</source>
+        <translation>Trelvis is running from a temporary location. Install it, then open it again.</translation>
+    </message>
 </context>
 </TS>

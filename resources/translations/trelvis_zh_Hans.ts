@@ -251,5 +251,81 @@
         <source>Another application already uses this shortcut.</source>
         <translation>其他应用已占用此快捷键。</translation>
     </message>
+    <message id="error.permissionSetup.openSystemSettingsFailed">
+        <source>There is no settings page to open for this on Linux. Trelvis needs an X11 session with the XInput and XTEST extensions.</source>
+        <translation>Linux 上没有可打开的相应设置页面。Trelvis 需要带有 XInput 和 XTEST 扩展的 X11 会话。</translation>
+    </message>
+    <message id="error.permissionSetup.permissionNotEnabled">
+        <source>This is still not available. Sign in to an X11 session and try again.</source>
+        <translation>仍不可用。请登录 X11 会话后重试。</translation>
+    </message>
+    <message id="permission.setup.accessibility.allowed">
+        <source>Keyboard and mouse access is allowed</source>
+        <translation>已允许访问键盘和鼠标</translation>
+    </message>
+    <message id="permission.setup.accessibility.description">
+        <source>Lets Trelvis notice the key you tap in any application.</source>
+        <translation>让 Trelvis 在任何应用中识别你按下的按键。</translation>
+    </message>
+    <message id="permission.setup.accessibility.openSettings">
+        <source>Turn on keyboard and mouse access</source>
+        <translation>开启键盘和鼠标访问</translation>
+    </message>
+    <message id="permission.setup.accessibility.restart">
+        <source>Restart Trelvis to finish</source>
+        <translation>重新启动 Trelvis 以完成设置</translation>
+    </message>
+    <message id="permission.setup.accessibility.title">
+        <source>Keyboard and mouse</source>
+        <translation>键盘和鼠标</translation>
+    </message>
+    <message id="permission.setup.action.allowed">
+        <source>Allowed</source>
+        <translation>已允许</translation>
+    </message>
+    <message id="permission.setup.action.restartApp">
+        <source>Restart Trelvis</source>
+        <translation>重新启动 Trelvis</translation>
+    </message>
+    <message id="permission.setup.action.turnOn">
+        <source>Turn On</source>
+        <translation>开启</translation>
+    </message>
+    <message id="permission.setup.hint.needBoth">
+        <source>Trelvis needs both to translate what is on your screen.</source>
+        <translation>Trelvis 需要以上两项权限才能翻译屏幕上的内容。</translation>
+    </message>
+    <message id="permission.setup.hint.needOne">
+        <source>One more to go before Trelvis can translate.</source>
+        <translation>还差一项，Trelvis 即可开始翻译。</translation>
+    </message>
+    <message id="permission.setup.screenRecording.description">
+        <source>Lets Trelvis read the words under the pointer.</source>
+        <translation>让 Trelvis 读取指针下方的文字。</translation>
+    </message>
+    <message id="permission.setup.screenRecording.title">
+        <source>Screen reading</source>
+        <translation>屏幕读取</translation>
+    </message>
+    <message id="permission.setup.status.allowed">
+        <source>Allowed</source>
+        <translation>已允许</translation>
+    </message>
+    <message id="permission.setup.status.notAllowed">
+        <source>Not allowed</source>
+        <translation>未允许</translation>
+    </message>
+    <message id="permission.setup.status.notRequested">
+        <source>Not set up yet</source>
+        <translation>尚未设置</translation>
+    </message>
+    <message id="permission.setup.status.restartRequired">
+        <source>Restart needed</source>
+        <translation>需要重新启动</translation>
+    </message>
+    <message id="permission.setup.translocated">
+        <source>Trelvis is running from a temporary location. Install it, then open it again.</source>
+        <translation>Trelvis 正在从临时位置运行。请先安装，然后重新打开。</translation>
+    </message>
 </context>
 </TS>

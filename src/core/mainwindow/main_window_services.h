@@ -6,12 +6,13 @@
 // network path. Each is the narrow slice the model uses; the real classes
 // implement these. Main thread, except where a comment says otherwise.
 
-#include "core/permissions/system_permission_coordinator.h"
 #include <array>
 #include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
+
+#include "core/permissions/system_permission_coordinator.h"
 
 namespace trelvis {
 

@@ -45,7 +45,7 @@ std::vector<PermissionRow> permissionRows(const MainWindowModel& model) {
                            : "permission.setup.accessibility.title",
         .descriptionKey = screen ? "permission.setup.screenRecording.description"
                                  : "permission.setup.accessibility.description",
-        .symbol = screen ? "rectangle.dashed.badge.record" : "accessibility",
+        .symbol = screen ? "video-display" : "preferences-desktop-accessibility",
         .state = state,
         .statusKey = texts.statusKey,
         .actionKey = texts.actionKey,
