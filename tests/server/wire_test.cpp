@@ -1,5 +1,5 @@
 // The real trelvis-server over HTTP on loopback: the account flows as the desktop
-// client drives them, decoded strictly into the client's shapes, and the cases
+// client drives them, read by the client's own decoders, and the cases
 // that a careless server gets wrong (token reuse, code guessing, secrets at rest
 // or in logs, malformed input, shutdown).
 
@@ -17,6 +17,8 @@
 
 #include <gtest/gtest.h>
 
+#include "core/membership/home_summary.h"
+#include "core/membership/membership_status.h"
 #include "server/support/wire_shapes.h"
 #include "support/postgres_test_cluster.h"
 #include "support/trelvis_server_process.h"
@@ -75,8 +77,8 @@ std::string sendCodeBody(const std::string& email, const std::string& purpose = 
 
 // Registers `email` with the code the server prints, as the sign-in form does;
 // the server prints the address as it keeps it (`printedAs`, when it differs).
-wire::TokenPair registerAccount(TrelvisServerProcess& server, const std::string& email,
-                                const std::string& password, std::string printedAs = {}) {
+AuthTokenPair registerAccount(TrelvisServerProcess& server, const std::string& email,
+                              const std::string& password, std::string printedAs = {}) {
   Api api(server);
   const Response sent = api.post("/v1/auth/email-codes", sendCodeBody(email));
   EXPECT_EQ(sent.status, 200) << sent.body;
@@ -101,7 +103,7 @@ std::string readFile(const fs::path& path) {
 TEST(WireTest, RegistersLogsInRefreshesLogsOutAndResetsAsTheClientExpects) {
   TrelvisServerProcess server;
   Api api(server);
-  const wire::TokenPair registered =
+  const AuthTokenPair registered =
       registerAccount(server, " Ann@Example.COM ", "first password", "Ann@example.com");
   ASSERT_TRUE(registered.user);
   EXPECT_EQ(registered.user->email, "Ann@example.com");
@@ -109,25 +111,25 @@ TEST(WireTest, RegistersLogsInRefreshesLogsOutAndResetsAsTheClientExpects) {
 
   const Response status = api.get("/v1/account/status", registered.accessToken);
   ASSERT_EQ(status.status, 200) << status.body;
-  const wire::MembershipStatus membership = wire::decodeMembershipStatus(status.body);
-  EXPECT_EQ(membership.problem(), "");
-  EXPECT_EQ(membership.plan, "free");
-  EXPECT_EQ(membership.limit, 50);
+  const MembershipStatus membership = decodeMembershipStatus(status.body);
+  EXPECT_TRUE(membership.isValid()) << status.body;
+  EXPECT_EQ(membership.plan.code, MembershipPlanCode::free);
+  EXPECT_EQ(membership.quota.limit, 50);
   const Response summary = api.get("/v1/home/summary", registered.accessToken);
   ASSERT_EQ(summary.status, 200);
-  EXPECT_TRUE(wire::decodeHomeSummary(summary.body).wellFormed());
+  EXPECT_TRUE(decodeHomeSummary(summary.body).isWellFormed());
 
   const std::string login =
       wire::requestBody({{"email", "Ann@example.com"}, {"password", "first password"}});
   const Response loggedIn = api.post("/v1/auth/login", login);
   ASSERT_EQ(loggedIn.status, 200) << loggedIn.body;
-  const wire::TokenPair laptop = wire::decodeTokenPair(loggedIn.body);
+  const AuthTokenPair laptop = wire::decodeTokenPair(loggedIn.body);
   EXPECT_EQ(laptop.user->id, registered.user->id);
 
   const Response refreshed =
       api.post("/v1/auth/refresh", wire::requestBody({{"refreshToken", laptop.refreshToken}}));
   ASSERT_EQ(refreshed.status, 200) << refreshed.body;
-  const wire::TokenPair rotated = wire::decodeTokenPair(refreshed.body);
+  const AuthTokenPair rotated = wire::decodeTokenPair(refreshed.body);
   EXPECT_NE(rotated.refreshToken, laptop.refreshToken);
   EXPECT_EQ(api.get("/v1/account/status", rotated.accessToken).status, 200);
 
@@ -195,10 +197,10 @@ TEST(WireTest, SecretsNeverReachTheLogOrTheDatabase) {
   TrelvisServerProcess server;
   Api api(server);
   const std::string password = "unmistakable-Passw0rd-" + std::to_string(::getpid());
-  const wire::TokenPair pair = registerAccount(server, "bob@example.com", password);
+  const AuthTokenPair pair = registerAccount(server, "bob@example.com", password);
   const Response refreshed =
       api.post("/v1/auth/refresh", wire::requestBody({{"refreshToken", pair.refreshToken}}));
-  const wire::TokenPair rotated = wire::decodeTokenPair(refreshed.body);
+  const AuthTokenPair rotated = wire::decodeTokenPair(refreshed.body);
   const std::string code =
       server.standardOutput().substr(server.standardOutput().rfind(": ") + 2, 6);
   EXPECT_EQ(server.terminate(), 0);
@@ -220,8 +222,8 @@ TEST(WireTest, SecretsNeverReachTheLogOrTheDatabase) {
 TEST(WireTest, ReusingARotatedRefreshTokenRevokesItsFamily) {
   TrelvisServerProcess server;
   Api api(server);
-  const wire::TokenPair first = registerAccount(server, "carl@example.com", "password-1");
-  const wire::TokenPair second = wire::decodeTokenPair(
+  const AuthTokenPair first = registerAccount(server, "carl@example.com", "password-1");
+  const AuthTokenPair second = wire::decodeTokenPair(
       api.post("/v1/auth/refresh", wire::requestBody({{"refreshToken", first.refreshToken}})).body);
 
   const Response reused =
@@ -254,7 +256,7 @@ TEST(WireTest, FiveWrongCodesLockTheCode) {
 TEST(WireTest, MalformedRequestsGetADetailAndNeverAFall) {
   TrelvisServerProcess server;
   Api api(server);
-  const wire::TokenPair pair = registerAccount(server, "eve@example.com", "password-1");
+  const AuthTokenPair pair = registerAccount(server, "eve@example.com", "password-1");
   struct Case {
     std::string method;
     std::string path;
@@ -334,21 +336,22 @@ TEST(WireTest, AnUndeliverableCodeAnswers503) {
 TEST(WireTest, AdminCommandsChangeWhatTheClientSees) {
   TrelvisServerProcess server;
   Api api(server);
-  const wire::TokenPair pair = registerAccount(server, "gil@example.com", "password-1");
+  const AuthTokenPair pair = registerAccount(server, "gil@example.com", "password-1");
   const auto plan = [&] {
-    const wire::MembershipStatus status =
-        wire::decodeMembershipStatus(api.get("/v1/account/status", pair.accessToken).body);
-    EXPECT_EQ(status.problem(), "");
-    return status.plan;
+    const MembershipStatus status =
+        decodeMembershipStatus(api.get("/v1/account/status", pair.accessToken).body);
+    EXPECT_TRUE(status.isValid());
+    return status.plan.code;
   };
   struct Step {
     std::vector<std::string> command;
-    std::string plan;
+    MembershipPlanCode plan;
   };
   const Step steps[] = {
-      {{"user", "set-plan", "gil@example.com", "pro", "--until", "2099-12-31"}, "pro"},
-      {{"user", "set-plan", "gil@example.com", "seed"}, "seed"},
-      {{"user", "set-plan", "gil@example.com", "free"}, "free"},
+      {{"user", "set-plan", "gil@example.com", "pro", "--until", "2099-12-31"},
+       MembershipPlanCode::pro},
+      {{"user", "set-plan", "gil@example.com", "seed"}, MembershipPlanCode::seed},
+      {{"user", "set-plan", "gil@example.com", "free"}, MembershipPlanCode::free},
   };
   for (const Step& step : steps) {
     const CommandResult result = server.run(step.command);
@@ -405,7 +408,7 @@ TEST(WireTest, ShutdownFinishesTheRequestInFlightAndTakesNoMore) {
   // Costly hashing keeps a login in flight for a while.
   TrelvisServerProcess server({.arguments = {"--argon2-passes", "3", "--argon2-memory-mib", "256"},
                                .cheapPasswordHashing = false});
-  const wire::TokenPair pair = registerAccount(server, "hal@example.com", "password-1");
+  const AuthTokenPair pair = registerAccount(server, "hal@example.com", "password-1");
   auto login = std::async(std::launch::async, [&] {
     Api api(server);
     return api.post("/v1/auth/login",
@@ -426,7 +429,7 @@ TEST(WireTest, TwoServersOnOnePostgresActAsOne) {
   TrelvisServerProcess second({.database = database});
   Api one(first);
   Api two(second);
-  const wire::TokenPair pair = registerAccount(first, "ida@example.com", "password-1");
+  const AuthTokenPair pair = registerAccount(first, "ida@example.com", "password-1");
   EXPECT_EQ(two.get("/v1/account/status", pair.accessToken).status, 200);
   EXPECT_EQ(
       two.post("/v1/auth/email-codes", sendCodeBody("ida@example.com", "password_reset")).status,

@@ -11,9 +11,10 @@
 #include "base/json_decode.h"
 #include "core/lookup/lookup_decoding.h"
 #include "core/lookup/lookup_error.h"
+#include "core/membership/home_summary.h"
+#include "core/membership/membership_status.h"
 #include "server/http/replies.h"
 #include "server/store/open_store.h"
-#include "server/support/wire_shapes.h"
 
 namespace trelvis::server {
 namespace {
@@ -35,10 +36,10 @@ class MembershipServiceTest : public ::testing::Test {
 
   // The status as the client reads it; fails the test when the client would not
   // trust it.
-  wire::MembershipStatus clientStatus() {
-    const wire::MembershipStatus status =
-        wire::decodeMembershipStatus(membershipStatusBody(membership_.status(ann_)));
-    EXPECT_EQ(status.problem(), "") << membershipStatusBody(membership_.status(ann_));
+  trelvis::MembershipStatus clientStatus() {
+    const std::string body = membershipStatusBody(membership_.status(ann_));
+    const trelvis::MembershipStatus status = decodeMembershipStatus(body);
+    EXPECT_TRUE(status.isValid()) << body;
     return status;
   }
 
@@ -55,11 +56,11 @@ class MembershipServiceTest : public ::testing::Test {
 };
 
 TEST_F(MembershipServiceTest, AFreeDayRunsFromMidnightToMidnightUtc) {
-  wire::MembershipStatus status = clientStatus();
-  EXPECT_EQ(status.plan, "free");
-  EXPECT_EQ(status.periodStart, at("2026-03-01T00:00:00Z"));
-  EXPECT_EQ(status.resetAt, at("2026-03-02T00:00:00Z"));
-  EXPECT_EQ(status.remaining, 3);
+  trelvis::MembershipStatus status = clientStatus();
+  EXPECT_EQ(status.plan.code, MembershipPlanCode::free);
+  EXPECT_EQ(status.quota.periodStart, at("2026-03-01T00:00:00Z"));
+  EXPECT_EQ(status.quota.resetAt, at("2026-03-02T00:00:00Z"));
+  EXPECT_EQ(status.quota.remaining, 3);
 
   TranslationChargeResult lastOfTheDay;
   for (int i = 0; i < 3; ++i) {
@@ -68,7 +69,7 @@ TEST_F(MembershipServiceTest, AFreeDayRunsFromMidnightToMidnightUtc) {
   }
   const TranslationChargeResult refused = membership_.chargeTranslation(ann_);
   EXPECT_FALSE(refused.charged);
-  EXPECT_EQ(clientStatus().remaining, 0);
+  EXPECT_EQ(clientStatus().quota.remaining, 0);
 
   // The refusal as the lookup client reads a 429 body: a quota failure whose
   // snapshot it trusts.
@@ -83,8 +84,8 @@ TEST_F(MembershipServiceTest, AFreeDayRunsFromMidnightToMidnightUtc) {
 
   now_ += 1ms;  // midnight: a new day with a fresh quota
   status = clientStatus();
-  EXPECT_EQ(status.periodStart, at("2026-03-02T00:00:00Z"));
-  EXPECT_EQ(status.used, 0);
+  EXPECT_EQ(status.quota.periodStart, at("2026-03-02T00:00:00Z"));
+  EXPECT_EQ(status.quota.used, 0);
   EXPECT_TRUE(membership_.chargeTranslation(ann_).charged);
   EXPECT_EQ(membership_.summary(ann_).lookupCount, 4);
 
@@ -92,13 +93,13 @@ TEST_F(MembershipServiceTest, AFreeDayRunsFromMidnightToMidnightUtc) {
   // a refused charge has nothing to give back.
   membership_.refundTranslation(ann_, lastOfTheDay);
   membership_.refundTranslation(ann_, refused);
-  EXPECT_EQ(clientStatus().used, 1);
+  EXPECT_EQ(clientStatus().quota.used, 1);
   EXPECT_EQ(membership_.summary(ann_).lookupCount, 3);
 }
 
 TEST_F(MembershipServiceTest, ProIsUnlimitedUntilItExpiresAndSeedIsUnlimited) {
   ann_.plan = {PlanCode::pro, at("2026-03-02T00:00:00Z"), std::nullopt};
-  EXPECT_EQ(clientStatus().plan, "pro");
+  EXPECT_EQ(clientStatus().plan.code, MembershipPlanCode::pro);
   for (int i = 0; i < 5; ++i) {
     const TranslationChargeResult charge = membership_.chargeTranslation(ann_);
     EXPECT_TRUE(charge.charged);
@@ -106,22 +107,22 @@ TEST_F(MembershipServiceTest, ProIsUnlimitedUntilItExpiresAndSeedIsUnlimited) {
   }
 
   now_ += 1ms;  // the grant ends exactly now: metered again, and charged again
-  const wire::MembershipStatus lapsed = clientStatus();
-  EXPECT_EQ(lapsed.plan, "free");
-  EXPECT_EQ(lapsed.proExpiresAt, at("2026-03-02T00:00:00Z"));
+  const trelvis::MembershipStatus lapsed = clientStatus();
+  EXPECT_EQ(lapsed.plan.code, MembershipPlanCode::free);
+  EXPECT_EQ(lapsed.entitlement.proExpiresAt, at("2026-03-02T00:00:00Z"));
   EXPECT_TRUE(membership_.chargeTranslation(ann_).charged);
 
   ann_.plan = {PlanCode::seed, std::nullopt, at("2026-02-01T00:00:00Z")};
-  const wire::MembershipStatus seed = clientStatus();
-  EXPECT_EQ(seed.plan, "seed");
-  EXPECT_EQ(seed.seedGrantedAt, at("2026-02-01T00:00:00Z"));
+  const trelvis::MembershipStatus seed = clientStatus();
+  EXPECT_EQ(seed.plan.code, MembershipPlanCode::seed);
+  EXPECT_EQ(seed.entitlement.seedGrantedAt, at("2026-02-01T00:00:00Z"));
 
   // A free account that still carries a future grant must not send it.
   ann_.plan = {PlanCode::free, at("2027-01-01T00:00:00Z"), std::nullopt};
-  EXPECT_EQ(clientStatus().proExpiresAt, std::nullopt);
-  const wire::HomeSummary summary =
-      wire::decodeHomeSummary(homeSummaryBody(membership_.summary(ann_)));
-  EXPECT_TRUE(summary.wellFormed());
+  EXPECT_EQ(clientStatus().entitlement.proExpiresAt, std::nullopt);
+  const trelvis::HomeSummary summary =
+      decodeHomeSummary(homeSummaryBody(membership_.summary(ann_)));
+  EXPECT_TRUE(summary.isWellFormed());
   EXPECT_EQ(summary.lookupCount, 6);
   EXPECT_EQ(summary.snapshotAt, now_);
 }
