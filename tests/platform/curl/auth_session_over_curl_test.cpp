@@ -1,5 +1,5 @@
 // The session coordinator on a real thread pool, over the real curl transport, with
-// a loopback server in the place of the auth and lookup endpoints.
+// a loopback server in the place of the refresh endpoint.
 
 #include <nlohmann/json.hpp>
 
@@ -12,12 +12,10 @@
 
 #include <gtest/gtest.h>
 
-#include "base/async/run_loop.h"
 #include "base/async/task.h"
 #include "base/async/thread_pool.h"
 #include "core/account/auth_session_coordinator.h"
 #include "core/account/auth_user_store.h"
-#include "core/lookup/lookup_api_client.h"
 #include "core/prefs/in_memory_preference_store.h"
 #include "platform/curl/curl_http_transport.h"
 #include "support/auth_printers.h"
@@ -32,8 +30,7 @@ using Json = nlohmann::json;
 
 const std::string kService = "me.mossgrove.trelvis.auth.refreshToken";
 
-// A server whose refresh endpoint rotates r<n> into a<n+1>/r<n+1>, and whose lookup
-// endpoint accepts only the newest access token.
+// A server whose refresh endpoint rotates r<n> into a<n+1>/r<n+1>.
 class AuthServer {
  public:
   AuthServer() {
@@ -50,7 +47,6 @@ class AuthServer {
             return;
           }
           int next = std::stoi(token.substr(1)) + 1;
-          setNewestAccess("a" + std::to_string(next));
           res.set_content(Json{{"accessToken", "a" + std::to_string(next)},
                                {"refreshToken", "r" + std::to_string(next)},
                                {"expiresIn", 900},
@@ -58,26 +54,6 @@ class AuthServer {
                               .dump(),
                           "application/json");
         });
-    server_->Post("/trelvis/v1/lookup/stream",
-                  [this](const httplib::Request& req, httplib::Response& res) {
-                    std::string authorization = req.get_header_value("Authorization");
-                    std::string newest;
-                    {
-                      std::lock_guard lock(mutex_);
-                      lookups_.push_back(authorization);
-                      newest = newestAccess_;
-                    }
-                    if (authorization != "Bearer " + newest) {
-                      res.status = 401;
-                      res.set_content(R"({"detail":"token expired"})", "application/json");
-                      return;
-                    }
-                    res.set_content(
-                        "event: lookup.field.delta\ndata: "
-                        "{\"seq\":1,\"field\":\"headword\",\"delta\":\"cat\"}\n\n"
-                        "event: lookup.completed\ndata: {}\n\n",
-                        "text/event-stream");
-                  });
     server_.start();
   }
 
@@ -87,28 +63,15 @@ class AuthServer {
   // Holds every refresh until release(), to gather its callers.
   void holdRefreshes() { holdRefreshes_ = true; }
   void release() { refreshGate_.open(); }
-  // The server rotates the tokens behind the client's back, as another device would.
-  void expireAccessToken() { setNewestAccess("a-elsewhere"); }
 
   std::vector<std::string> refreshes() const {
     std::lock_guard lock(mutex_);
     return refreshes_;
   }
-  std::vector<std::string> lookups() const {
-    std::lock_guard lock(mutex_);
-    return lookups_;
-  }
 
  private:
-  void setNewestAccess(std::string token) {
-    std::lock_guard lock(mutex_);
-    newestAccess_ = std::move(token);
-  }
-
   mutable std::mutex mutex_;
   std::vector<std::string> refreshes_;  // the refresh tokens posted, in order
-  std::vector<std::string> lookups_;    // the Authorization headers of lookups
-  std::string newestAccess_;            // guarded by mutex_ too
   std::atomic<bool> holdRefreshes_{false};
   Gate refreshGate_;
   LoopbackServer<> server_;
@@ -124,15 +87,7 @@ class AuthSessionOverCurlTest : public ::testing::Test {
         std::make_shared<PreferencesAuthUserStore>(defaults_), kService);
   }
 
-  template <class F>
-  auto run(F body) {
-    auto task = spawn(loop_.executor(), std::move(body));
-    EXPECT_TRUE(loop_.runUntil([&] { return task.isDone(); }, 10s));
-    return task;
-  }
-
   AuthServer server_;
-  RunLoop loop_;
   ThreadPool pool_{"auth-test", 3};
   std::shared_ptr<CurlHttpTransport> transport_ = std::make_shared<CurlHttpTransport>();
   std::shared_ptr<InMemoryRefreshTokenStore> tokens_ =
@@ -140,37 +95,6 @@ class AuthSessionOverCurlTest : public ::testing::Test {
   InMemoryPreferenceStore defaults_;
   std::shared_ptr<AuthSessionCoordinator> session_;
 };
-
-TEST_F(AuthSessionOverCurlTest, TheLookupClientGetsItsTokenFromTheSession) {
-  auto client =
-      std::make_shared<LookupAPIClient>(pool_.makeSequencedExecutor(), session_, transport_,
-                                        *Url::parse(server_.baseURL()), std::nullopt);
-  // The first lookup refreshes (no access token is held after launch); the second
-  // finds its token refused, forces one refresh and tries once more.
-  for (bool expireFirst : {false, true}) {
-    SCOPED_TRACE(expireFirst ? "a refused token" : "no token yet");
-    if (expireFirst) server_.expireAccessToken();
-    auto lookup = run([client]() -> Async<std::vector<std::string>> {
-      NativeCapture capture;
-      capture.imageData = {0xFF, 0xD8, 0xFF, 0xD9};
-      capture.targetLanguage = "zh-Hans";
-      auto events = client->lookupStream(std::move(capture));
-      std::vector<std::string> kinds;
-      while (auto event = co_await events.next()) {
-        kinds.push_back(
-            std::holds_alternative<LookupStreamEvent::Timing>(event->value)       ? "timing"
-            : std::holds_alternative<LookupStreamEvent::FieldDelta>(event->value) ? "delta"
-            : std::holds_alternative<LookupStreamEvent::Completed>(event->value)  ? "completed"
-                                                                                  : "other");
-      }
-      co_return kinds;
-    });
-    EXPECT_EQ(lookup.value(), (std::vector<std::string>{"timing", "delta", "completed"}));
-  }
-  EXPECT_EQ(server_.refreshes(), (std::vector<std::string>{"r0", "r1"}));
-  EXPECT_EQ(server_.lookups(), (std::vector<std::string>{"Bearer a1", "Bearer a1", "Bearer a2"}));
-  EXPECT_EQ(tokens_->token(kService, "refreshToken"), "r2");
-}
 
 TEST_F(AuthSessionOverCurlTest, CallersOnManyThreadsShareOneRefresh) {
   server_.holdRefreshes();
