@@ -1,0 +1,57 @@
+#pragma once
+
+// MainWindow: the application's main window over MainWindowModel. While no
+// session is signed in it shows the sign-in form (sign in, registration and
+// password reset, with the code button's countdown and the model's validation
+// errors and notices); while the permission gate is up, the permission setup
+// page; otherwise a sidebar of pages (home, vocabulary, review, settings) bound
+// to the model's selected tab. The home page shows the account and the plan from
+// MembershipStatusStore with the free plan's quota meter.
+//
+// It follows the model and the stores synchronously on their `changed` signals
+// and writes what the user types straight into the model's fields. Texts come
+// from the installed catalogue and are set again when Localization changes
+// language; the colours follow AppearanceStore. Main thread; borrows the model, the stores and
+// the localization, which must outlive it.
+
+#include <QWidget>
+
+#include <memory>
+#include <vector>
+
+#include "base/signal.h"
+
+namespace trelvis {
+
+class AppearanceStore;
+class Localization;
+class MainWindowModel;
+class MembershipStatusStore;
+
+class MainWindow final : public QWidget {
+ public:
+  MainWindow(MainWindowModel& model, MembershipStatusStore& membership, AppearanceStore& appearance,
+             Localization& localization, QWidget* parent = nullptr);
+  ~MainWindow() override;
+
+  // Shows the model's state now (the signals do it by themselves).
+  void refresh();
+
+ private:
+  struct Parts;
+
+  void build();
+  void refreshAuth();
+  void refreshPermissions();
+  void refreshHome();
+  void applyTheme();
+
+  MainWindowModel& model_;
+  MembershipStatusStore& membership_;
+  AppearanceStore& appearance_;
+  Localization& localization_;
+  std::unique_ptr<Parts> parts_;
+  std::vector<Connection> connections_;
+};
+
+}  // namespace trelvis
