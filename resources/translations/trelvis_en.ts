@@ -567,5 +567,29 @@
         <source>Seed</source>
         <translation>Seed</translation>
     </message>
+    <message id="settings.targetLanguage">
+        <source>Translate into</source>
+        <translation>Translate into</translation>
+    </message>
+    <message id="settings.appearance">
+        <source>Appearance</source>
+        <translation>Appearance</translation>
+    </message>
+    <message id="settings.appearance.light">
+        <source>Light</source>
+        <translation>Light</translation>
+    </message>
+    <message id="settings.appearance.dark">
+        <source>Dark</source>
+        <translation>Dark</translation>
+    </message>
+    <message id="settings.appLanguage">
+        <source>Application language</source>
+        <translation>Application language</translation>
+    </message>
+    <message id="settings.appLanguage.system">
+        <source>Same as the system</source>
+        <translation>Same as the system</translation>
+    </message>
 </context>
 </TS>

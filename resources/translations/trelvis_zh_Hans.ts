@@ -567,5 +567,29 @@
         <source>Seed</source>
         <translation>种子版</translation>
     </message>
+    <message id="settings.targetLanguage">
+        <source>Translate into</source>
+        <translation>翻译为</translation>
+    </message>
+    <message id="settings.appearance">
+        <source>Appearance</source>
+        <translation>外观</translation>
+    </message>
+    <message id="settings.appearance.light">
+        <source>Light</source>
+        <translation>浅色</translation>
+    </message>
+    <message id="settings.appearance.dark">
+        <source>Dark</source>
+        <translation>深色</translation>
+    </message>
+    <message id="settings.appLanguage">
+        <source>Application language</source>
+        <translation>界面语言</translation>
+    </message>
+    <message id="settings.appLanguage.system">
+        <source>Same as the system</source>
+        <translation>跟随系统</translation>
+    </message>
 </context>
 </TS>

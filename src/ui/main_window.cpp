@@ -1,6 +1,7 @@
 #include "ui/main_window.h"
 
 #include <QButtonGroup>
+#include <QComboBox>
 #include <QEvent>
 #include <QFormLayout>
 #include <QHBoxLayout>
@@ -22,7 +23,10 @@
 #include "core/mainwindow/permission_setup_rows.h"
 #include "core/membership/membership_status.h"
 #include "core/membership/membership_status_store.h"
+#include "core/prefs/app_language_store.h"
 #include "core/prefs/appearance_store.h"
+#include "core/prefs/target_language.h"
+#include "core/prefs/target_language_store.h"
 #include "ui/card_theme.h"
 #include "ui/localization.h"
 
@@ -35,6 +39,27 @@ constexpr std::array<MainTab, 4> kTabs{MainTab::home, MainTab::vocabulary, MainT
 QString loc(std::string_view key) {
   return Localization::text(key);
 }
+
+struct TargetLanguageName {
+  std::string_view code;
+  std::string_view name;  // in the language itself
+};
+// In the order of kSupportedTargetLanguages.
+constexpr std::array<TargetLanguageName, 8> kTargetLanguageNames{{
+    {"zh-Hans", "简体中文"},
+    {"en", "English"},
+    {"es", "Español"},
+    {"ja", "日本語"},
+    {"de", "Deutsch"},
+    {"fr", "Français"},
+    {"pt", "Português"},
+    {"ko", "한국어"},
+}};
+static_assert(kTargetLanguageNames.size() == kSupportedTargetLanguages.size());
+
+constexpr std::array<AppLanguagePreference, 3> kAppLanguageChoices{
+    AppLanguagePreference::system, AppLanguagePreference::english,
+    AppLanguagePreference::simplifiedChinese};
 
 std::string_view tabKey(MainTab tab) {
   switch (tab) {
@@ -204,29 +229,38 @@ struct MainWindow::Parts {
   QProgressBar* meter = nullptr;
   QLabel* meterText = nullptr;
   QPushButton* signOut = nullptr;
-  std::array<QLabel*, 3> soonTitles{};
-  std::array<QLabel*, 3> soonBodies{};
+  std::array<QLabel*, 2> soonTitles{};
+  std::array<QLabel*, 2> soonBodies{};
+  QLabel* settingsTitle = nullptr;
+  QLabel* targetLabel = nullptr;
+  QComboBox* target = nullptr;
+  QLabel* appearanceLabel = nullptr;
+  QComboBox* appearance = nullptr;
+  QLabel* languageLabel = nullptr;
+  QComboBox* language = nullptr;
 
   bool authShown = false;
   bool permissionsShown = false;
 };
 
-MainWindow::MainWindow(MainWindowModel& model, MembershipStatusStore& membership,
-                       AppearanceStore& appearance, Localization& localization, QWidget* parent)
-    : QWidget(parent),
-      model_(model),
-      membership_(membership),
-      appearance_(appearance),
-      localization_(localization),
-      parts_(std::make_unique<Parts>()) {
+MainWindow::MainWindow(MainWindowModel& model, Stores stores, QWidget* parent)
+    : QWidget(parent), model_(model), stores_(stores), parts_(std::make_unique<Parts>()) {
   setObjectName(QStringLiteral("main-window"));
   setMinimumSize(720, 520);
   build();
   applyTheme();
   connections_.push_back(model_.changed().connect([this] { refresh(); }));
-  connections_.push_back(membership_.changed().connect([this] { refreshHome(); }));
-  connections_.push_back(localization_.changed().connect([this](AppLanguage) { refresh(); }));
-  connections_.push_back(appearance_.changed().connect([this](AppearanceMode) { applyTheme(); }));
+  connections_.push_back(stores_.membership.changed().connect([this] { refreshHome(); }));
+  connections_.push_back(
+      stores_.localization.changed().connect([this](AppLanguage) { refresh(); }));
+  connections_.push_back(stores_.appearance.changed().connect([this](AppearanceMode) {
+    applyTheme();
+    refreshSettings();
+  }));
+  connections_.push_back(
+      stores_.targetLanguage.changed().connect([this](const std::string&) { refreshSettings(); }));
+  connections_.push_back(
+      stores_.appLanguage.changed().connect([this](AppLanguagePreference) { refreshSettings(); }));
   refresh();
 }
 
@@ -440,10 +474,9 @@ void MainWindow::build() {
   QObject::connect(p.signOut, &QPushButton::clicked, this, [this] { model_.logout(); });
   p.pages->addWidget(home);
 
-  // Vocabulary, review and settings are still to come.
+  // Vocabulary and review are still to come.
   for (std::size_t i = 0; i < p.soonTitles.size(); ++i) {
-    static constexpr std::array<const char*, 3> names{"vocabulary-page", "review-page",
-                                                      "settings-page"};
+    static constexpr std::array<const char*, 2> names{"vocabulary-page", "review-page"};
     auto* page = new QWidget(p.pages);
     page->setObjectName(QString::fromLatin1(names[i]));
     auto* pageColumn = new QVBoxLayout(page);
@@ -455,7 +488,77 @@ void MainWindow::build() {
     pageColumn->addStretch(1);
     p.pages->addWidget(page);
   }
+
+  auto* settings = new QWidget(p.pages);
+  settings->setObjectName(QStringLiteral("settings-page"));
+  auto* settingsColumn = new QVBoxLayout(settings);
+  settingsColumn->setContentsMargins(32, 28, 32, 28);
+  p.settingsTitle = makeLabel("settings-title", settings, "title");
+  settingsColumn->addWidget(p.settingsTitle);
+  settingsColumn->addSpacing(12);
+  auto* choices = new QFormLayout;
+  choices->setLabelAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+  choices->setFieldGrowthPolicy(QFormLayout::FieldsStayAtSizeHint);
+  choices->setHorizontalSpacing(24);
+  choices->setVerticalSpacing(12);
+  const auto addChoice = [&](const char* labelName, const char* boxName, QLabel*& label,
+                             QComboBox*& box) {
+    label = makeLabel(labelName, settings);
+    label->setWordWrap(false);
+    box = new QComboBox(settings);
+    box->setObjectName(QString::fromLatin1(boxName));
+    box->setFixedWidth(240);
+    label->setBuddy(box);
+    choices->addRow(label, box);
+  };
+  addChoice("settings-target-label", "settings-target-language", p.targetLabel, p.target);
+  addChoice("settings-appearance-label", "settings-appearance", p.appearanceLabel, p.appearance);
+  addChoice("settings-language-label", "settings-app-language", p.languageLabel, p.language);
+  for (const auto& language : kTargetLanguageNames) {
+    p.target->addItem(QString::fromUtf8(language.name.data(), int(language.name.size())),
+                      QString::fromLatin1(language.code.data(), int(language.code.size())));
+  }
+  p.appearance->addItem(QString());
+  p.appearance->addItem(QString());
+  for (int i = 0; i < 3; ++i) p.language->addItem(QString());
+  settingsColumn->addLayout(choices);
+  settingsColumn->addStretch(1);
+  QObject::connect(p.target, &QComboBox::activated, this, [this](int index) {
+    stores_.targetLanguage.setCode(parts_->target->itemData(index).toString().toStdString());
+  });
+  QObject::connect(p.appearance, &QComboBox::activated, this, [this](int index) {
+    stores_.appearance.setMode(index == 1 ? AppearanceMode::dark : AppearanceMode::light);
+  });
+  QObject::connect(p.language, &QComboBox::activated, this, [this](int index) {
+    stores_.appLanguage.setPreference(kAppLanguageChoices[std::size_t(std::clamp(index, 0, 2))]);
+  });
+  p.pages->addWidget(settings);
   p.root->addWidget(p.shell);
+}
+
+void MainWindow::refreshSettings() {
+  auto& p = *parts_;
+  p.settingsTitle->setText(loc("mainWindow.tab.settings"));
+  p.targetLabel->setText(loc("settings.targetLanguage"));
+  p.appearanceLabel->setText(loc("settings.appearance"));
+  p.languageLabel->setText(loc("settings.appLanguage"));
+  name(p.target, p.targetLabel->text());
+  name(p.appearance, p.appearanceLabel->text());
+  name(p.language, p.languageLabel->text());
+  p.appearance->setItemText(0, loc("settings.appearance.light"));
+  p.appearance->setItemText(1, loc("settings.appearance.dark"));
+  p.language->setItemText(0, loc("settings.appLanguage.system"));
+  // Each language in its own words, whatever the interface's language.
+  p.language->setItemText(1, QStringLiteral("English"));
+  p.language->setItemText(2, QStringLiteral("简体中文"));
+
+  const QString code = QString::fromStdString(stores_.targetLanguage.code());
+  p.target->setCurrentIndex(std::max(p.target->findData(code), 0));
+  p.appearance->setCurrentIndex(stores_.appearance.mode() == AppearanceMode::dark ? 1 : 0);
+  const auto preference = stores_.appLanguage.preference();
+  for (std::size_t i = 0; i < kAppLanguageChoices.size(); ++i) {
+    if (kAppLanguageChoices[i] == preference) p.language->setCurrentIndex(int(i));
+  }
 }
 
 void MainWindow::refresh() {
@@ -469,6 +572,7 @@ void MainWindow::refresh() {
   refreshAuth();
   refreshPermissions();
   refreshHome();
+  refreshSettings();
 
   for (std::size_t i = 0; i < kTabs.size(); ++i) {
     p.tabs[i]->setText(loc(tabKey(kTabs[i])));
@@ -635,7 +739,7 @@ void MainWindow::refreshHome() {
   p.usedCaption->setText(loc("home.quota.used"));
   p.limitCaption->setText(loc("home.quota.limit"));
 
-  const auto& status = membership_.status();
+  const auto& status = stores_.membership.status();
   if (!status) {
     p.plan->setText(loc("home.plan.unknown"));
   } else {
@@ -662,7 +766,7 @@ void MainWindow::refreshHome() {
 }
 
 void MainWindow::applyTheme() {
-  const CardTheme theme = CardTheme::forMode(appearance_.mode());
+  const CardTheme theme = CardTheme::forMode(stores_.appearance.mode());
   const auto rgba = [](const QColor& color) {
     return QStringLiteral("rgba(%1,%2,%3,%4)")
         .arg(color.red())
@@ -670,7 +774,7 @@ void MainWindow::applyTheme() {
         .arg(color.blue())
         .arg(color.alpha());
   };
-  const bool dark = appearance_.mode() == AppearanceMode::dark;
+  const bool dark = stores_.appearance.mode() == AppearanceMode::dark;
   const QString sidebar = dark ? QStringLiteral("#1B1C1F") : QStringLiteral("#F3F4F7");
   const QString field = dark ? QStringLiteral("#2B2D32") : QStringLiteral("#FFFFFF");
   const QString fieldBorder = dark ? QStringLiteral("#464A52") : QStringLiteral("#C9CDD4");
@@ -690,6 +794,15 @@ void MainWindow::applyTheme() {
           "QLineEdit { background: %7; border: 1px solid %8; border-radius: 6px;"
           " padding: 6px 8px; selection-background-color: %9; }"
           "QLineEdit:focus { border: 2px solid %10; padding: 5px 7px; }"
+          "QComboBox { background: %7; border: 1px solid %8; border-radius: 6px;"
+          " padding: 5px 8px; }"
+          "QComboBox:focus { border: 2px solid %10; padding: 4px 7px; }"
+          "QComboBox::drop-down { border: none; width: 24px; }"
+          // A mid grey that reads on both backgrounds.
+          "QComboBox::down-arrow { image: url(:/icons/chevron-down.svg); width: 12px;"
+          " height: 12px; }"
+          "QComboBox QAbstractItemView { background: %7; color: %2;"
+          " selection-background-color: %9; }"
           "QPushButton { background: %7; border: 1px solid %8; border-radius: 6px;"
           " padding: 6px 14px; }"
           "QPushButton:hover { background: %11; }"

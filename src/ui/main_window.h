@@ -6,7 +6,8 @@
 // errors and notices); while the permission gate is up, the permission setup
 // page; otherwise a sidebar of pages (home, vocabulary, review, settings) bound
 // to the model's selected tab. The home page shows the account and the plan from
-// MembershipStatusStore with the free plan's quota meter.
+// MembershipStatusStore with the free plan's quota meter; the settings page the
+// target language, the appearance and the application's language.
 //
 // It follows the model and the stores synchronously on their `changed` signals
 // and writes what the user types straight into the model's fields. Texts come
@@ -23,15 +24,25 @@
 
 namespace trelvis {
 
+class AppLanguageStore;
 class AppearanceStore;
 class Localization;
 class MainWindowModel;
 class MembershipStatusStore;
+class TargetLanguageStore;
 
 class MainWindow final : public QWidget {
  public:
-  MainWindow(MainWindowModel& model, MembershipStatusStore& membership, AppearanceStore& appearance,
-             Localization& localization, QWidget* parent = nullptr);
+  // What the window shows and the settings page writes besides the model.
+  struct Stores {
+    MembershipStatusStore& membership;
+    AppearanceStore& appearance;
+    AppLanguageStore& appLanguage;
+    TargetLanguageStore& targetLanguage;
+    Localization& localization;
+  };
+
+  MainWindow(MainWindowModel& model, Stores stores, QWidget* parent = nullptr);
   ~MainWindow() override;
 
   // Shows the model's state now (the signals do it by themselves).
@@ -44,12 +55,11 @@ class MainWindow final : public QWidget {
   void refreshAuth();
   void refreshPermissions();
   void refreshHome();
+  void refreshSettings();
   void applyTheme();
 
   MainWindowModel& model_;
-  MembershipStatusStore& membership_;
-  AppearanceStore& appearance_;
-  Localization& localization_;
+  Stores stores_;
   std::unique_ptr<Parts> parts_;
   std::vector<Connection> connections_;
 };

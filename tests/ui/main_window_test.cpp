@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QComboBox>
 #include <QDir>
 #include <QImage>
 #include <QKeyEvent>
@@ -32,6 +33,7 @@
 #include "core/prefs/in_memory_preference_store.h"
 #include "core/prefs/setup_completion_store.h"
 #include "core/prefs/sign_in_history_store.h"
+#include "core/prefs/target_language_store.h"
 #include "support/fake_http_transport.h"
 #include "support/fake_main_window_services.h"
 #include "support/in_memory_refresh_token_store.h"
@@ -90,7 +92,8 @@ class MainWindowTest : public ::testing::Test {
       return std::string("en");
     };
     model = std::make_shared<MainWindowModel>(std::move(deps));
-    window = std::make_unique<MainWindow>(*model, *membership, appearance, localization);
+    window = std::make_unique<MainWindow>(
+        *model, MainWindow::Stores{*membership, appearance, languages, target, localization});
     window->resize(860, 600);
     window->show();
   }
@@ -209,6 +212,10 @@ class MainWindowTest : public ::testing::Test {
   AppearanceStore appearance{preferences};
   AppLanguageStore languages{preferences};
   Localization localization{languages, QLocale(QLocale::English)};
+  TargetLanguageStore target{preferences, [] { return std::vector<std::string>{"en-US"}; },
+                             [] {
+                               return false;
+                             }};
   std::shared_ptr<MainWindowModel> model;
   std::unique_ptr<MainWindow> window;
 };
@@ -365,6 +372,44 @@ TEST_F(MainWindowTest, TheHomePageShowsTheQuotaAndTheSidebarItsPages) {
   QtTestApplication::settle();
   EXPECT_EQ(shownPage()->objectName(), "auth-page");
   EXPECT_EQ(text("auth-title"), "Sign in to Trelvis");
+}
+
+// The settings page writes the stores, follows their changes from elsewhere, and
+// the whole window retranslates when the application's language changes.
+TEST_F(MainWindowTest, TheSettingsPageWritesTheStoresAndRetranslatesTheWindow) {
+  permissions->grantAll();
+  setup.markCompleted();
+  start(true);
+  click("tab-settings");
+  auto* targetBox = part<QComboBox>("settings-target-language");
+  auto* appearanceBox = part<QComboBox>("settings-appearance");
+  auto* languageBox = part<QComboBox>("settings-app-language");
+  EXPECT_EQ(targetBox->currentText(), "English") << "from the preferred languages";
+  EXPECT_EQ(targetBox->count(), 8);
+
+  Q_EMIT targetBox->activated(targetBox->findText(QStringLiteral("日本語")));
+  EXPECT_EQ(target.code(), "ja");
+  target.setCode("de");
+  EXPECT_EQ(targetBox->currentText(), "Deutsch");
+
+  Q_EMIT appearanceBox->activated(1);
+  EXPECT_EQ(appearance.mode(), AppearanceMode::dark);
+  appearance.setMode(AppearanceMode::light);
+  EXPECT_EQ(appearanceBox->currentIndex(), 0);
+  screenshot("settings");
+
+  Q_EMIT languageBox->activated(2);
+  QtTestApplication::settle();
+  EXPECT_EQ(languages.preference(), AppLanguagePreference::simplifiedChinese);
+  EXPECT_EQ(buttonText("tab-home"), "首页");
+  EXPECT_EQ(text("settings-appearance-label"), "外观");
+  EXPECT_EQ(appearanceBox->itemText(1), "深色");
+  EXPECT_EQ(languageBox->currentIndex(), 2);
+  screenshot("settings-chinese");
+  click("tab-home");
+  applyFreeStatus(3, 50);
+  EXPECT_EQ(text("home-quota-text"), "已使用 3 / 50 次免费翻译");
+  screenshot("home-chinese");
 }
 
 }  // namespace
