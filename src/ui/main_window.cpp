@@ -18,7 +18,9 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
+#include "base/async/task.h"
 #include "core/mainwindow/main_window_model.h"
 #include "core/mainwindow/permission_setup_rows.h"
 #include "core/membership/membership_status.h"
@@ -241,10 +243,16 @@ struct MainWindow::Parts {
 
   bool authShown = false;
   bool permissionsShown = false;
+  Task<void> permissionPoll;
 };
 
-MainWindow::MainWindow(MainWindowModel& model, Stores stores, QWidget* parent)
-    : QWidget(parent), model_(model), stores_(stores), parts_(std::make_unique<Parts>()) {
+MainWindow::MainWindow(MainWindowModel& model, std::shared_ptr<Executor> mainExecutor,
+                       Stores stores, QWidget* parent)
+    : QWidget(parent),
+      model_(model),
+      mainExecutor_(std::move(mainExecutor)),
+      stores_(stores),
+      parts_(std::make_unique<Parts>()) {
   setObjectName(QStringLiteral("main-window"));
   setMinimumSize(720, 520);
   build();
@@ -264,7 +272,20 @@ MainWindow::MainWindow(MainWindowModel& model, Stores stores, QWidget* parent)
   refresh();
 }
 
-MainWindow::~MainWindow() = default;
+MainWindow::~MainWindow() {
+  parts_->permissionPoll.cancel();
+}
+
+// The system settings grant permissions behind the window's back: while the setup
+// page shows, the model looks again every so often.
+void MainWindow::followPermissionsWhile(bool shown) {
+  auto& p = *parts_;
+  if (shown == p.permissionsShown) return;
+  p.permissionsShown = shown;
+  p.permissionPoll.cancel();
+  p.permissionPoll = {};
+  if (shown) p.permissionPoll = spawn(mainExecutor_, model_.pollSystemPermissionsWhileVisible());
+}
 
 void MainWindow::build() {
   auto& p = *parts_;
@@ -588,10 +609,7 @@ void MainWindow::refresh() {
   // The model reports each page's first showing.
   if (page == p.authPage && !std::exchange(p.authShown, true)) model_.authFormAppeared();
   if (page != p.authPage) p.authShown = false;
-  if (page == p.permissionPage && !std::exchange(p.permissionsShown, true)) {
-    model_.reportVisiblePermissionRows();
-  }
-  if (page != p.permissionPage) p.permissionsShown = false;
+  followPermissionsWhile(page == p.permissionPage);
 }
 
 void MainWindow::refreshAuth() {

@@ -25,6 +25,7 @@
 namespace trelvis {
 
 class AppLanguageStore;
+class Executor;
 class AppearanceStore;
 class Localization;
 class MainWindowModel;
@@ -42,7 +43,9 @@ class MainWindow final : public QWidget {
     Localization& localization;
   };
 
-  MainWindow(MainWindowModel& model, Stores stores, QWidget* parent = nullptr);
+  // `mainExecutor` runs the permission polling while the setup page shows.
+  MainWindow(MainWindowModel& model, std::shared_ptr<Executor> mainExecutor, Stores stores,
+             QWidget* parent = nullptr);
   ~MainWindow() override;
 
   // Shows the model's state now (the signals do it by themselves).
@@ -57,8 +60,10 @@ class MainWindow final : public QWidget {
   void refreshHome();
   void refreshSettings();
   void applyTheme();
+  void followPermissionsWhile(bool shown);
 
   MainWindowModel& model_;
+  std::shared_ptr<Executor> mainExecutor_;
   Stores stores_;
   std::unique_ptr<Parts> parts_;
   std::vector<Connection> connections_;

@@ -93,7 +93,7 @@ class MainWindowTest : public ::testing::Test {
     };
     model = std::make_shared<MainWindowModel>(std::move(deps));
     window = std::make_unique<MainWindow>(
-        *model, MainWindow::Stores{*membership, appearance, languages, target, localization});
+        *model, main, MainWindow::Stores{*membership, appearance, languages, target, localization});
     window->resize(860, 600);
     window->show();
   }
@@ -320,8 +320,9 @@ TEST_F(MainWindowTest, ThePermissionPageStartsTranslatingOnceBothAreAllowed) {
   EXPECT_TRUE(part<QPushButton>("permission-accessibility-action")->isEnabled());
   screenshot("permissions");
 
+  // The page looks again by itself while it shows.
   permissions->grantAll();
-  model->refreshSystemPermissions();
+  scheduler.advanceBy(1s);
   EXPECT_TRUE(part<QPushButton>("permission-start")->isEnabled());
   click("permission-start");
   QtTestApplication::settle();
