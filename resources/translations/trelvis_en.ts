@@ -591,5 +591,21 @@
         <source>Same as the system</source>
         <translation>Same as the system</translation>
     </message>
+    <message id="session.restoring">
+        <source>Signing you in…</source>
+        <translation>Signing you in…</translation>
+    </message>
+    <message id="session.offline">
+        <source>You are offline. Trelvis signs you back in when the network returns.</source>
+        <translation>You are offline. Trelvis signs you back in when the network returns.</translation>
+    </message>
+    <message id="session.serviceUnavailable">
+        <source>Trelvis cannot be reached right now. It tries again shortly.</source>
+        <translation>Trelvis cannot be reached right now. It tries again shortly.</translation>
+    </message>
+    <message id="session.retry">
+        <source>Try again</source>
+        <translation>Try again</translation>
+    </message>
 </context>
 </TS>

@@ -591,5 +591,21 @@
         <source>Same as the system</source>
         <translation>跟随系统</translation>
     </message>
+    <message id="session.restoring">
+        <source>Signing you in…</source>
+        <translation>正在登录…</translation>
+    </message>
+    <message id="session.offline">
+        <source>You are offline. Trelvis signs you back in when the network returns.</source>
+        <translation>当前处于离线状态，网络恢复后 Trelvis 会自动重新登录。</translation>
+    </message>
+    <message id="session.serviceUnavailable">
+        <source>Trelvis cannot be reached right now. It tries again shortly.</source>
+        <translation>暂时无法连接 Trelvis，稍后会自动重试。</translation>
+    </message>
+    <message id="session.retry">
+        <source>Try again</source>
+        <translation>重试</translation>
+    </message>
 </context>
 </TS>

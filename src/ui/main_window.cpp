@@ -204,6 +204,12 @@ struct MainWindow::Parts {
   QPushButton* switchSecond = nullptr;
   std::optional<AuthMode> firstTarget, secondTarget;
 
+  // A stored session being confirmed, or waiting for the network.
+  QWidget* sessionPage = nullptr;
+  QLabel* sessionStatus = nullptr;
+  QLabel* sessionAccount = nullptr;
+  QPushButton* sessionRetry = nullptr;
+
   // The permission setup page.
   QWidget* permissionPage = nullptr;
   QLabel* permissionTitle = nullptr;
@@ -381,6 +387,24 @@ void MainWindow::build() {
   QObject::connect(p.switchSecond, &QPushButton::clicked, this, [this] {
     if (parts_->secondTarget) model_.switchAuthMode(*parts_->secondTarget);
   });
+
+  // --- The stored session on its way back.
+  p.sessionPage = new QWidget(p.root);
+  p.sessionPage->setObjectName(QStringLiteral("session-page"));
+  auto* sessionColumn = new QVBoxLayout(p.sessionPage);
+  sessionColumn->addStretch(1);
+  p.sessionStatus = makeLabel("session-status", p.sessionPage, "heading");
+  p.sessionAccount = makeLabel("session-account", p.sessionPage, "secondary");
+  p.sessionRetry = makeButton("session-retry", p.sessionPage);
+  for (QLabel* label : {p.sessionStatus, p.sessionAccount}) label->setAlignment(Qt::AlignCenter);
+  sessionColumn->addWidget(p.sessionStatus);
+  sessionColumn->addWidget(p.sessionAccount);
+  sessionColumn->addSpacing(8);
+  sessionColumn->addWidget(p.sessionRetry, 0, Qt::AlignHCenter);
+  sessionColumn->addStretch(2);
+  QObject::connect(p.sessionRetry, &QPushButton::clicked, this,
+                   [this] { model_.requestSessionRecovery(); });
+  p.root->addWidget(p.sessionPage);
 
   // --- The permission setup page.
   p.permissionPage = new QWidget(p.root);
@@ -586,11 +610,12 @@ void MainWindow::refresh() {
   auto& p = *parts_;
   setWindowTitle(QStringLiteral("Trelvis"));
   const bool signedIn = model_.session().isAuthenticated;
-  QWidget* page = !signedIn                          ? p.authPage
-                  : model_.permissionGatePresented() ? p.permissionPage
-                                                     : p.shell;
+  const bool sessionPending = model_.isRestoring() || model_.isSessionRecoveryPending();
+  QWidget* page = signedIn ? p.shell : sessionPending ? p.sessionPage : p.authPage;
+  if (signedIn && model_.permissionGatePresented()) page = p.permissionPage;
   p.root->setCurrentWidget(page);
   refreshAuth();
+  refreshSession();
   refreshPermissions();
   refreshHome();
   refreshSettings();
@@ -716,6 +741,23 @@ void MainWindow::refreshAuth() {
   }
 }
 
+void MainWindow::refreshSession() {
+  auto& p = *parts_;
+  QString status = loc("session.restoring");
+  if (model_.isSessionRecoveryPending()) {
+    status = model_.connectionIssue() == ConnectionIssue::serviceUnavailable
+                 ? loc("session.serviceUnavailable")
+                 : loc("session.offline");
+  }
+  p.sessionStatus->setText(status);
+  const std::string email = model_.accountEmail();
+  p.sessionAccount->setText(loc("home.account").arg(QString::fromStdString(email)));
+  p.sessionAccount->setVisible(!email.empty());
+  p.sessionRetry->setText(loc("session.retry"));
+  name(p.sessionRetry, loc("session.retry"));
+  p.sessionRetry->setVisible(model_.isSessionRecoveryPending());
+}
+
 void MainWindow::refreshPermissions() {
   auto& p = *parts_;
   p.permissionTitle->setText(loc("permission.setup.title"));
@@ -800,7 +842,8 @@ void MainWindow::applyTheme() {
       QStringLiteral(
           "#main-window { background: %1; }"
           "QWidget { color: %2; font-size: 14px; }"
-          "QStackedWidget, #auth-page, #permission-page, #home-page, #vocabulary-page,"
+          "QStackedWidget, #auth-page, #session-page, #permission-page, #home-page, "
+          "#vocabulary-page,"
           " #review-page, #settings-page { background: %1; }"
           "#sidebar { background: %3; border-right: 1px solid %4; }"
           "QLabel[role=\"title\"] { font-size: 22px; font-weight: 600; }"

@@ -3,7 +3,8 @@
 // MainWindow: the application's main window over MainWindowModel. While no
 // session is signed in it shows the sign-in form (sign in, registration and
 // password reset, with the code button's countdown and the model's validation
-// errors and notices); while the permission gate is up, the permission setup
+// errors and notices), or while a stored session is confirmed or waits for the
+// network, that state; while the permission gate is up, the permission setup
 // page; otherwise a sidebar of pages (home, vocabulary, review, settings) bound
 // to the model's selected tab. The home page shows the account and the plan from
 // MembershipStatusStore with the free plan's quota meter; the settings page the
@@ -12,8 +13,8 @@
 // It follows the model and the stores synchronously on their `changed` signals
 // and writes what the user types straight into the model's fields. Texts come
 // from the installed catalogue and are set again when Localization changes
-// language; the colours follow AppearanceStore. Main thread; borrows the model, the stores and
-// the localization, which must outlive it.
+// language; the colours follow AppearanceStore. Main thread; borrows the model
+// and the stores, which must outlive it.
 
 #include <QWidget>
 
@@ -56,6 +57,7 @@ class MainWindow final : public QWidget {
 
   void build();
   void refreshAuth();
+  void refreshSession();
   void refreshPermissions();
   void refreshHome();
   void refreshSettings();

@@ -309,6 +309,34 @@ TEST_F(MainWindowTest, TheCodeButtonCountsDownAndIsEnglishOrChinese) {
   screenshot("sign-in-chinese");
 }
 
+// A stored session shows as on its way back, not as a sign-in form, until it
+// is confirmed; without a network it waits with a way to try again.
+TEST_F(MainWindowTest, AStoredSessionWaitsForTheNetworkInsteadOfAskingToSignIn) {
+  permissions->grantAll();
+  setup.markCompleted();
+  tokens->put(kService, "refreshToken", "r0");
+  users->saveUser(kAda, kService);
+  model->start();
+  network->report(true);
+  scheduler.runUntilIdle();
+  EXPECT_EQ(shownPage()->objectName(), "session-page");
+  EXPECT_EQ(text("session-status"), "Signing you in…");
+  EXPECT_FALSE(shows("session-retry"));
+
+  for (auto& exchange : transport->exchanges()) {
+    if (exchange->isPending()) exchange->fail(URLError(URLErrorCode::notConnectedToInternet, "x"));
+  }
+  scheduler.runUntilIdle();
+  EXPECT_EQ(shownPage()->objectName(), "session-page");
+  EXPECT_EQ(text("session-status"),
+            "You are offline. Trelvis signs you back in when the network returns.");
+  EXPECT_EQ(text("session-account"), "Signed in as ada@example.com");
+  screenshot("offline");
+  click("session-retry");
+  reply(200, pairReply(kAda));
+  EXPECT_EQ(shownPage()->objectName(), "signed-in-pages");
+}
+
 TEST_F(MainWindowTest, ThePermissionPageStartsTranslatingOnceBothAreAllowed) {
   permissions->current = {State::allowed, State::needsSettings};
   start(true);
