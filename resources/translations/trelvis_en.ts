@@ -344,8 +344,8 @@
         <translation>Settings</translation>
     </message>
     <message id="mainWindow.comingSoon">
-        <source>Coming soon: this page arrives in a later version.</source>
-        <translation>Coming soon: this page arrives in a later version.</translation>
+        <source>Coming soon</source>
+        <translation>Coming soon</translation>
     </message>
     <message id="auth.title.login">
         <source>Sign in to Trelvis</source>
@@ -606,6 +606,10 @@
     <message id="session.retry">
         <source>Try again</source>
         <translation>Try again</translation>
+    </message>
+    <message id="mainWindow.comingSoon.detail">
+        <source>This page arrives in a later version of Trelvis.</source>
+        <translation>This page arrives in a later version of Trelvis.</translation>
     </message>
 </context>
 </TS>

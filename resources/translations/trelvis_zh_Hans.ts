@@ -344,8 +344,8 @@
         <translation>设置</translation>
     </message>
     <message id="mainWindow.comingSoon">
-        <source>Coming soon: this page arrives in a later version.</source>
-        <translation>即将推出：此页面将在后续版本中提供。</translation>
+        <source>Coming soon</source>
+        <translation>即将推出</translation>
     </message>
     <message id="auth.title.login">
         <source>Sign in to Trelvis</source>
@@ -606,6 +606,10 @@
     <message id="session.retry">
         <source>Try again</source>
         <translation>重试</translation>
+    </message>
+    <message id="mainWindow.comingSoon.detail">
+        <source>This page arrives in a later version of Trelvis.</source>
+        <translation>此页面将在 Trelvis 的后续版本中提供。</translation>
     </message>
 </context>
 </TS>

@@ -238,6 +238,7 @@ struct MainWindow::Parts {
   QLabel* meterText = nullptr;
   QPushButton* signOut = nullptr;
   std::array<QLabel*, 2> soonTitles{};
+  std::array<QLabel*, 2> soonHeadings{};
   std::array<QLabel*, 2> soonBodies{};
   QLabel* settingsTitle = nullptr;
   QLabel* targetLabel = nullptr;
@@ -527,10 +528,15 @@ void MainWindow::build() {
     auto* pageColumn = new QVBoxLayout(page);
     pageColumn->setContentsMargins(32, 28, 32, 28);
     p.soonTitles[i] = makeLabel("coming-soon-title", page, "title");
+    p.soonHeadings[i] = makeLabel("coming-soon-heading", page, "heading");
     p.soonBodies[i] = makeLabel("coming-soon-body", page, "secondary");
+    p.soonHeadings[i]->setAlignment(Qt::AlignCenter);
+    p.soonBodies[i]->setAlignment(Qt::AlignCenter);
     pageColumn->addWidget(p.soonTitles[i]);
-    pageColumn->addWidget(p.soonBodies[i]);
     pageColumn->addStretch(1);
+    pageColumn->addWidget(p.soonHeadings[i]);
+    pageColumn->addWidget(p.soonBodies[i]);
+    pageColumn->addStretch(2);
     p.pages->addWidget(page);
   }
 
@@ -628,7 +634,8 @@ void MainWindow::refresh() {
   }
   for (std::size_t i = 0; i < p.soonTitles.size(); ++i) {
     p.soonTitles[i]->setText(loc(tabKey(kTabs[i + 1])));
-    p.soonBodies[i]->setText(loc("mainWindow.comingSoon"));
+    p.soonHeadings[i]->setText(loc("mainWindow.comingSoon"));
+    p.soonBodies[i]->setText(loc("mainWindow.comingSoon.detail"));
   }
 
   // The model reports each page's first showing.

@@ -392,6 +392,12 @@ TEST_F(MainWindowTest, TheHomePageShowsTheQuotaAndTheSidebarItsPages) {
     EXPECT_EQ(model->selectedTab(), c.selected);
     EXPECT_TRUE(shows(c.page));
     EXPECT_TRUE(part<QPushButton>(c.tab)->isChecked());
+    if (c.selected == MainTab::vocabulary || c.selected == MainTab::review) {
+      auto* heading = window->findChild<QWidget*>(QString::fromLatin1(c.page))
+                          ->findChild<QLabel*>(QStringLiteral("coming-soon-heading"));
+      ASSERT_NE(heading, nullptr);
+      EXPECT_EQ(heading->text(), "Coming soon");
+    }
   }
   click("tab-review");
   screenshot("coming-soon");
