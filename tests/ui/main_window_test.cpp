@@ -274,6 +274,20 @@ TEST_F(MainWindowTest, TheFormSwitchesModesAndShowsTheModelsErrors) {
   EXPECT_EQ(buttonText("auth-submit"), "Sign in");
   EXPECT_EQ(text("auth-submit-message"), "The email or password is not right.");
 
+  // The keyboard walks the form in reading order.
+  click("auth-switch-second");
+  window->activateWindow();
+  ASSERT_TRUE(QtTestApplication::runUntil([&] { return window->isActiveWindow(); }));
+  part<QLineEdit>("auth-email")->setFocus();
+  std::vector<std::string> order;
+  for (int i = 0; i < 6; ++i) {
+    order.push_back(QApplication::focusWidget()->objectName().toStdString());
+    QKeyEvent tab(QEvent::KeyPress, Qt::Key_Tab, Qt::NoModifier);
+    QApplication::sendEvent(QApplication::focusWidget(), &tab);
+  }
+  EXPECT_EQ(order, (std::vector<std::string>{"auth-email", "auth-code", "auth-send-code",
+                                             "auth-password", "auth-submit", "auth-switch-first"}));
+
   // Every control is named for assistive technology.
   for (auto* widget : shownPage()->findChildren<QWidget*>()) {
     if (qobject_cast<QLineEdit*>(widget) || qobject_cast<QPushButton*>(widget)) {
