@@ -327,5 +327,289 @@
         <source>Trelvis is running from a temporary location. Install it, then open it again.</source>
         <translation>Trelvis is running from a temporary location. Install it, then open it again.</translation>
     </message>
+    <message id="mainWindow.tab.home">
+        <source>Home</source>
+        <translation>Home</translation>
+    </message>
+    <message id="mainWindow.tab.vocabulary">
+        <source>Vocabulary</source>
+        <translation>Vocabulary</translation>
+    </message>
+    <message id="mainWindow.tab.review">
+        <source>Review</source>
+        <translation>Review</translation>
+    </message>
+    <message id="mainWindow.tab.settings">
+        <source>Settings</source>
+        <translation>Settings</translation>
+    </message>
+    <message id="mainWindow.comingSoon">
+        <source>Coming soon</source>
+        <translation>Coming soon</translation>
+    </message>
+    <message id="auth.title.login">
+        <source>Sign in to Trelvis</source>
+        <translation>Sign in to Trelvis</translation>
+    </message>
+    <message id="auth.title.registration">
+        <source>Create your Trelvis account</source>
+        <translation>Create your Trelvis account</translation>
+    </message>
+    <message id="auth.title.resetPassword">
+        <source>Reset your password</source>
+        <translation>Reset your password</translation>
+    </message>
+    <message id="auth.email.label">
+        <source>Email</source>
+        <translation>Email</translation>
+    </message>
+    <message id="auth.email.placeholder">
+        <source>you@example.com</source>
+        <translation>you@example.com</translation>
+    </message>
+    <message id="auth.code.label">
+        <source>Verification code</source>
+        <translation>Verification code</translation>
+    </message>
+    <message id="auth.code.placeholder">
+        <source>6 digits</source>
+        <translation>6 digits</translation>
+    </message>
+    <message id="auth.sendCode">
+        <source>Send code</source>
+        <translation>Send code</translation>
+    </message>
+    <message id="auth.sendCode.sending">
+        <source>Sending…</source>
+        <translation>Sending…</translation>
+    </message>
+    <message id="auth.sendCode.cooldown">
+        <source>Resend in %1 s</source>
+        <translation>Resend in %1 s</translation>
+    </message>
+    <message id="auth.password.label">
+        <source>Password</source>
+        <translation>Password</translation>
+    </message>
+    <message id="auth.password.new">
+        <source>New password</source>
+        <translation>New password</translation>
+    </message>
+    <message id="auth.password.placeholder">
+        <source>8 to 128 characters</source>
+        <translation>8 to 128 characters</translation>
+    </message>
+    <message id="auth.submit.login">
+        <source>Sign in</source>
+        <translation>Sign in</translation>
+    </message>
+    <message id="auth.submit.registration">
+        <source>Create account</source>
+        <translation>Create account</translation>
+    </message>
+    <message id="auth.submit.resetPassword">
+        <source>Reset password</source>
+        <translation>Reset password</translation>
+    </message>
+    <message id="auth.submit.busy">
+        <source>Please wait…</source>
+        <translation>Please wait…</translation>
+    </message>
+    <message id="auth.switch.toRegistration">
+        <source>New to Trelvis? Create an account</source>
+        <translation>New to Trelvis? Create an account</translation>
+    </message>
+    <message id="auth.switch.toLogin">
+        <source>Already have an account? Sign in</source>
+        <translation>Already have an account? Sign in</translation>
+    </message>
+    <message id="auth.switch.toResetPassword">
+        <source>Forgot your password?</source>
+        <translation>Forgot your password?</translation>
+    </message>
+    <message id="auth.switch.backToLogin">
+        <source>Back to sign in</source>
+        <translation>Back to sign in</translation>
+    </message>
+    <message id="auth.validation.emailRequired">
+        <source>Enter your email address.</source>
+        <translation>Enter your email address.</translation>
+    </message>
+    <message id="auth.validation.emailFormatInvalid">
+        <source>This email address does not look right.</source>
+        <translation>This email address does not look right.</translation>
+    </message>
+    <message id="auth.validation.verificationCodeRequired">
+        <source>Enter the code we sent to your email.</source>
+        <translation>Enter the code we sent to your email.</translation>
+    </message>
+    <message id="auth.validation.verificationCodeFormat">
+        <source>The code is 6 digits.</source>
+        <translation>The code is 6 digits.</translation>
+    </message>
+    <message id="auth.validation.verificationCodeRejected">
+        <source>This code is not right. Check it or ask for a new one.</source>
+        <translation>This code is not right. Check it or ask for a new one.</translation>
+    </message>
+    <message id="auth.validation.passwordLength">
+        <source>Use 8 to 128 characters.</source>
+        <translation>Use 8 to 128 characters.</translation>
+    </message>
+    <message id="auth.notice.alreadyRegistered">
+        <source>This email already has an account. Sign in instead.</source>
+        <translation>This email already has an account. Sign in instead.</translation>
+    </message>
+    <message id="auth.notice.notRegistered">
+        <source>No account uses this email yet. Create one instead.</source>
+        <translation>No account uses this email yet. Create one instead.</translation>
+    </message>
+    <message id="error.auth.verificationCooldown">
+        <source>Wait %1 seconds before asking for another code.</source>
+        <translation>Wait %1 seconds before asking for another code.</translation>
+    </message>
+    <message id="error.auth.invalidRequest">
+        <source>That was not accepted. Check what you entered.</source>
+        <translation>That was not accepted. Check what you entered.</translation>
+    </message>
+    <message id="error.auth.network">
+        <source>Cannot reach Trelvis. Check your connection and try again.</source>
+        <translation>Cannot reach Trelvis. Check your connection and try again.</translation>
+    </message>
+    <message id="error.auth.server">
+        <source>Trelvis is having trouble right now. Try again shortly.</source>
+        <translation>Trelvis is having trouble right now. Try again shortly.</translation>
+    </message>
+    <message id="error.auth.keychain">
+        <source>Your sign-in could not be saved on this computer.</source>
+        <translation>Your sign-in could not be saved on this computer.</translation>
+    </message>
+    <message id="error.auth.unauthenticated">
+        <source>Your session has ended. Sign in again.</source>
+        <translation>Your session has ended. Sign in again.</translation>
+    </message>
+    <message id="error.auth.emailAlreadyRegistered">
+        <source>This email already has an account.</source>
+        <translation>This email already has an account.</translation>
+    </message>
+    <message id="error.auth.emailNotRegistered">
+        <source>No account uses this email.</source>
+        <translation>No account uses this email.</translation>
+    </message>
+    <message id="error.auth.verificationCodeInvalid">
+        <source>This code is not right or has expired.</source>
+        <translation>This code is not right or has expired.</translation>
+    </message>
+    <message id="error.auth.verificationDeliveryFailed">
+        <source>The code could not be sent. Try again shortly.</source>
+        <translation>The code could not be sent. Try again shortly.</translation>
+    </message>
+    <message id="error.auth.invalidCredentials">
+        <source>The email or password is not right.</source>
+        <translation>The email or password is not right.</translation>
+    </message>
+    <message id="error.auth.invalidResponse">
+        <source>Trelvis sent a reply it could not read. Try again.</source>
+        <translation>Trelvis sent a reply it could not read. Try again.</translation>
+    </message>
+    <message id="permission.setup.title">
+        <source>Let Trelvis read your screen</source>
+        <translation>Let Trelvis read your screen</translation>
+    </message>
+    <message id="permission.setup.start">
+        <source>Start translating</source>
+        <translation>Start translating</translation>
+    </message>
+    <message id="permission.setup.starting">
+        <source>Starting…</source>
+        <translation>Starting…</translation>
+    </message>
+    <message id="home.account">
+        <source>Signed in as %1</source>
+        <translation>Signed in as %1</translation>
+    </message>
+    <message id="home.signOut">
+        <source>Sign out</source>
+        <translation>Sign out</translation>
+    </message>
+    <message id="home.plan">
+        <source>Plan: %1</source>
+        <translation>Plan: %1</translation>
+    </message>
+    <message id="home.plan.unknown">
+        <source>Loading your plan…</source>
+        <translation>Loading your plan…</translation>
+    </message>
+    <message id="home.quota.used">
+        <source>Used this period</source>
+        <translation>Used this period</translation>
+    </message>
+    <message id="home.quota.limit">
+        <source>Limit</source>
+        <translation>Limit</translation>
+    </message>
+    <message id="home.quota.unlimited">
+        <source>Unlimited</source>
+        <translation>Unlimited</translation>
+    </message>
+    <message id="home.quota.meter">
+        <source>%1 of %2 free translations used</source>
+        <translation>%1 of %2 free translations used</translation>
+    </message>
+    <message id="membership.plan.free">
+        <source>Free</source>
+        <translation>Free</translation>
+    </message>
+    <message id="membership.plan.pro">
+        <source>Pro</source>
+        <translation>Pro</translation>
+    </message>
+    <message id="membership.plan.seed">
+        <source>Seed</source>
+        <translation>Seed</translation>
+    </message>
+    <message id="settings.targetLanguage">
+        <source>Translate into</source>
+        <translation>Translate into</translation>
+    </message>
+    <message id="settings.appearance">
+        <source>Appearance</source>
+        <translation>Appearance</translation>
+    </message>
+    <message id="settings.appearance.light">
+        <source>Light</source>
+        <translation>Light</translation>
+    </message>
+    <message id="settings.appearance.dark">
+        <source>Dark</source>
+        <translation>Dark</translation>
+    </message>
+    <message id="settings.appLanguage">
+        <source>Application language</source>
+        <translation>Application language</translation>
+    </message>
+    <message id="settings.appLanguage.system">
+        <source>Same as the system</source>
+        <translation>Same as the system</translation>
+    </message>
+    <message id="session.restoring">
+        <source>Signing you in…</source>
+        <translation>Signing you in…</translation>
+    </message>
+    <message id="session.offline">
+        <source>You are offline. Trelvis signs you back in when the network returns.</source>
+        <translation>You are offline. Trelvis signs you back in when the network returns.</translation>
+    </message>
+    <message id="session.serviceUnavailable">
+        <source>Trelvis cannot be reached right now. It tries again shortly.</source>
+        <translation>Trelvis cannot be reached right now. It tries again shortly.</translation>
+    </message>
+    <message id="session.retry">
+        <source>Try again</source>
+        <translation>Try again</translation>
+    </message>
+    <message id="mainWindow.comingSoon.detail">
+        <source>This page arrives in a later version of Trelvis.</source>
+        <translation>This page arrives in a later version of Trelvis.</translation>
+    </message>
 </context>
 </TS>

@@ -327,5 +327,289 @@
         <source>Trelvis is running from a temporary location. Install it, then open it again.</source>
         <translation>Trelvis 正在从临时位置运行。请先安装，然后重新打开。</translation>
     </message>
+    <message id="mainWindow.tab.home">
+        <source>Home</source>
+        <translation>首页</translation>
+    </message>
+    <message id="mainWindow.tab.vocabulary">
+        <source>Vocabulary</source>
+        <translation>词汇</translation>
+    </message>
+    <message id="mainWindow.tab.review">
+        <source>Review</source>
+        <translation>复习</translation>
+    </message>
+    <message id="mainWindow.tab.settings">
+        <source>Settings</source>
+        <translation>设置</translation>
+    </message>
+    <message id="mainWindow.comingSoon">
+        <source>Coming soon</source>
+        <translation>即将推出</translation>
+    </message>
+    <message id="auth.title.login">
+        <source>Sign in to Trelvis</source>
+        <translation>登录 Trelvis</translation>
+    </message>
+    <message id="auth.title.registration">
+        <source>Create your Trelvis account</source>
+        <translation>创建 Trelvis 账号</translation>
+    </message>
+    <message id="auth.title.resetPassword">
+        <source>Reset your password</source>
+        <translation>重置密码</translation>
+    </message>
+    <message id="auth.email.label">
+        <source>Email</source>
+        <translation>邮箱</translation>
+    </message>
+    <message id="auth.email.placeholder">
+        <source>you@example.com</source>
+        <translation>you@example.com</translation>
+    </message>
+    <message id="auth.code.label">
+        <source>Verification code</source>
+        <translation>验证码</translation>
+    </message>
+    <message id="auth.code.placeholder">
+        <source>6 digits</source>
+        <translation>6 位数字</translation>
+    </message>
+    <message id="auth.sendCode">
+        <source>Send code</source>
+        <translation>发送验证码</translation>
+    </message>
+    <message id="auth.sendCode.sending">
+        <source>Sending…</source>
+        <translation>发送中…</translation>
+    </message>
+    <message id="auth.sendCode.cooldown">
+        <source>Resend in %1 s</source>
+        <translation>%1 秒后可重发</translation>
+    </message>
+    <message id="auth.password.label">
+        <source>Password</source>
+        <translation>密码</translation>
+    </message>
+    <message id="auth.password.new">
+        <source>New password</source>
+        <translation>新密码</translation>
+    </message>
+    <message id="auth.password.placeholder">
+        <source>8 to 128 characters</source>
+        <translation>8 至 128 个字符</translation>
+    </message>
+    <message id="auth.submit.login">
+        <source>Sign in</source>
+        <translation>登录</translation>
+    </message>
+    <message id="auth.submit.registration">
+        <source>Create account</source>
+        <translation>创建账号</translation>
+    </message>
+    <message id="auth.submit.resetPassword">
+        <source>Reset password</source>
+        <translation>重置密码</translation>
+    </message>
+    <message id="auth.submit.busy">
+        <source>Please wait…</source>
+        <translation>请稍候…</translation>
+    </message>
+    <message id="auth.switch.toRegistration">
+        <source>New to Trelvis? Create an account</source>
+        <translation>还没有账号？创建账号</translation>
+    </message>
+    <message id="auth.switch.toLogin">
+        <source>Already have an account? Sign in</source>
+        <translation>已有账号？直接登录</translation>
+    </message>
+    <message id="auth.switch.toResetPassword">
+        <source>Forgot your password?</source>
+        <translation>忘记密码？</translation>
+    </message>
+    <message id="auth.switch.backToLogin">
+        <source>Back to sign in</source>
+        <translation>返回登录</translation>
+    </message>
+    <message id="auth.validation.emailRequired">
+        <source>Enter your email address.</source>
+        <translation>请输入邮箱地址。</translation>
+    </message>
+    <message id="auth.validation.emailFormatInvalid">
+        <source>This email address does not look right.</source>
+        <translation>邮箱地址格式不正确。</translation>
+    </message>
+    <message id="auth.validation.verificationCodeRequired">
+        <source>Enter the code we sent to your email.</source>
+        <translation>请输入发送到邮箱的验证码。</translation>
+    </message>
+    <message id="auth.validation.verificationCodeFormat">
+        <source>The code is 6 digits.</source>
+        <translation>验证码为 6 位数字。</translation>
+    </message>
+    <message id="auth.validation.verificationCodeRejected">
+        <source>This code is not right. Check it or ask for a new one.</source>
+        <translation>验证码不正确，请检查或重新获取。</translation>
+    </message>
+    <message id="auth.validation.passwordLength">
+        <source>Use 8 to 128 characters.</source>
+        <translation>密码需为 8 至 128 个字符。</translation>
+    </message>
+    <message id="auth.notice.alreadyRegistered">
+        <source>This email already has an account. Sign in instead.</source>
+        <translation>该邮箱已注册，请直接登录。</translation>
+    </message>
+    <message id="auth.notice.notRegistered">
+        <source>No account uses this email yet. Create one instead.</source>
+        <translation>该邮箱尚未注册，请先创建账号。</translation>
+    </message>
+    <message id="error.auth.verificationCooldown">
+        <source>Wait %1 seconds before asking for another code.</source>
+        <translation>请等待 %1 秒后再获取验证码。</translation>
+    </message>
+    <message id="error.auth.invalidRequest">
+        <source>That was not accepted. Check what you entered.</source>
+        <translation>请求未被接受，请检查输入的内容。</translation>
+    </message>
+    <message id="error.auth.network">
+        <source>Cannot reach Trelvis. Check your connection and try again.</source>
+        <translation>无法连接 Trelvis，请检查网络后重试。</translation>
+    </message>
+    <message id="error.auth.server">
+        <source>Trelvis is having trouble right now. Try again shortly.</source>
+        <translation>Trelvis 服务暂时出现问题，请稍后重试。</translation>
+    </message>
+    <message id="error.auth.keychain">
+        <source>Your sign-in could not be saved on this computer.</source>
+        <translation>无法在此电脑上保存登录信息。</translation>
+    </message>
+    <message id="error.auth.unauthenticated">
+        <source>Your session has ended. Sign in again.</source>
+        <translation>登录已失效，请重新登录。</translation>
+    </message>
+    <message id="error.auth.emailAlreadyRegistered">
+        <source>This email already has an account.</source>
+        <translation>该邮箱已注册。</translation>
+    </message>
+    <message id="error.auth.emailNotRegistered">
+        <source>No account uses this email.</source>
+        <translation>该邮箱尚未注册。</translation>
+    </message>
+    <message id="error.auth.verificationCodeInvalid">
+        <source>This code is not right or has expired.</source>
+        <translation>验证码不正确或已过期。</translation>
+    </message>
+    <message id="error.auth.verificationDeliveryFailed">
+        <source>The code could not be sent. Try again shortly.</source>
+        <translation>验证码发送失败，请稍后重试。</translation>
+    </message>
+    <message id="error.auth.invalidCredentials">
+        <source>The email or password is not right.</source>
+        <translation>邮箱或密码不正确。</translation>
+    </message>
+    <message id="error.auth.invalidResponse">
+        <source>Trelvis sent a reply it could not read. Try again.</source>
+        <translation>收到无法识别的服务器回复，请重试。</translation>
+    </message>
+    <message id="permission.setup.title">
+        <source>Let Trelvis read your screen</source>
+        <translation>允许 Trelvis 读取屏幕内容</translation>
+    </message>
+    <message id="permission.setup.start">
+        <source>Start translating</source>
+        <translation>开始翻译</translation>
+    </message>
+    <message id="permission.setup.starting">
+        <source>Starting…</source>
+        <translation>正在启动…</translation>
+    </message>
+    <message id="home.account">
+        <source>Signed in as %1</source>
+        <translation>当前账号：%1</translation>
+    </message>
+    <message id="home.signOut">
+        <source>Sign out</source>
+        <translation>退出登录</translation>
+    </message>
+    <message id="home.plan">
+        <source>Plan: %1</source>
+        <translation>套餐：%1</translation>
+    </message>
+    <message id="home.plan.unknown">
+        <source>Loading your plan…</source>
+        <translation>正在获取套餐信息…</translation>
+    </message>
+    <message id="home.quota.used">
+        <source>Used this period</source>
+        <translation>本期已用</translation>
+    </message>
+    <message id="home.quota.limit">
+        <source>Limit</source>
+        <translation>额度</translation>
+    </message>
+    <message id="home.quota.unlimited">
+        <source>Unlimited</source>
+        <translation>不限</translation>
+    </message>
+    <message id="home.quota.meter">
+        <source>%1 of %2 free translations used</source>
+        <translation>已使用 %1 / %2 次免费翻译</translation>
+    </message>
+    <message id="membership.plan.free">
+        <source>Free</source>
+        <translation>免费版</translation>
+    </message>
+    <message id="membership.plan.pro">
+        <source>Pro</source>
+        <translation>专业版</translation>
+    </message>
+    <message id="membership.plan.seed">
+        <source>Seed</source>
+        <translation>种子版</translation>
+    </message>
+    <message id="settings.targetLanguage">
+        <source>Translate into</source>
+        <translation>翻译为</translation>
+    </message>
+    <message id="settings.appearance">
+        <source>Appearance</source>
+        <translation>外观</translation>
+    </message>
+    <message id="settings.appearance.light">
+        <source>Light</source>
+        <translation>浅色</translation>
+    </message>
+    <message id="settings.appearance.dark">
+        <source>Dark</source>
+        <translation>深色</translation>
+    </message>
+    <message id="settings.appLanguage">
+        <source>Application language</source>
+        <translation>界面语言</translation>
+    </message>
+    <message id="settings.appLanguage.system">
+        <source>Same as the system</source>
+        <translation>跟随系统</translation>
+    </message>
+    <message id="session.restoring">
+        <source>Signing you in…</source>
+        <translation>正在登录…</translation>
+    </message>
+    <message id="session.offline">
+        <source>You are offline. Trelvis signs you back in when the network returns.</source>
+        <translation>当前处于离线状态，网络恢复后 Trelvis 会自动重新登录。</translation>
+    </message>
+    <message id="session.serviceUnavailable">
+        <source>Trelvis cannot be reached right now. It tries again shortly.</source>
+        <translation>暂时无法连接 Trelvis，稍后会自动重试。</translation>
+    </message>
+    <message id="session.retry">
+        <source>Try again</source>
+        <translation>重试</translation>
+    </message>
+    <message id="mainWindow.comingSoon.detail">
+        <source>This page arrives in a later version of Trelvis.</source>
+        <translation>此页面将在 Trelvis 的后续版本中提供。</translation>
+    </message>
 </context>
 </TS>
