@@ -98,6 +98,8 @@ struct DesktopApplication::Parts {
   std::shared_ptr<TurboJpegEncoder> encoder = std::make_shared<TurboJpegEncoder>();
   X11RegionSelectionPhysicalState physicalState;
   QtRegionSelectionWindowing regionWindowing{screens};
+  // Before the card's window, whose views watch it.
+  std::unique_ptr<Localization> localization;
   std::unique_ptr<QtOverlayPanelWindow> cardWindow;
 
   // What stands in for features to come.
@@ -108,7 +110,6 @@ struct DesktopApplication::Parts {
   AbsentSelectCardModel selectCard;
 
   std::shared_ptr<AppEnvironment> app;
-  std::unique_ptr<Localization> localization;
   std::unique_ptr<TrayIcon> tray;
   bool running = false;
 };
