@@ -37,6 +37,7 @@
 #include "support/fake_http_transport.h"
 #include "support/fake_main_window_services.h"
 #include "support/in_memory_refresh_token_store.h"
+#include "support/main_window_model_harness.h"
 #include "ui/localization.h"
 #include "ui/qt_test_application.h"
 
@@ -47,16 +48,9 @@ using testing::QtTestApplication;
 using State = SystemPermissionState;
 using namespace std::chrono_literals;
 
-const std::string kService = "me.mossgrove.trelvis.auth.refreshToken";
-const AuthUser kAda{"u-1", "ada@example.com"};
-
-std::string pairReply(const AuthUser& user) {
-  return nlohmann::json{{"accessToken", "a-" + user.id},
-                        {"refreshToken", "r-" + user.id},
-                        {"expiresIn", 900},
-                        {"user", {{"id", user.id}, {"email", user.email}}}}
-      .dump();
-}
+using testing::kAda;
+using testing::kService;
+using testing::pairReply;
 
 // The window is given statuses directly; it never asks for one.
 class UnusedMembershipService final : public MembershipStatusServing {
@@ -67,45 +61,16 @@ class UnusedMembershipService final : public MembershipStatusServing {
   }
 };
 
-class MainWindowTest : public ::testing::Test {
+class MainWindowTest : public ::testing::Test, public testing::MainWindowModelHarness {
  protected:
   MainWindowTest() {
-    session = std::make_shared<AuthSessionCoordinator>(
-        scheduler.makeExecutor(), *Url::parse("https://api.test/trelvis/"),
-        std::make_shared<TransportAuthHTTPClient>(transport), tokens, users, kService);
-    MainWindowModel::Dependencies deps;
-    deps.mainExecutor = main;
-    deps.session = session;
-    deps.signInHistory = &history;
-    deps.setupCompletion = &setup;
-    deps.networkObserver = network;
-    deps.accountSummary = std::make_shared<FakeAccountSummaryStore>(log);
-    deps.membership = std::make_shared<FakeMembershipStore>(log);
-    deps.homeActivity = std::make_shared<FakeHomeActivityStore>(log);
-    deps.review = std::make_shared<FakeReviewPage>(log);
-    deps.vocabulary = std::make_shared<FakeVocabularyPage>(log);
-    deps.tutorial = std::make_shared<FakeTutorial>(log);
-    deps.launchAtLogin = std::make_shared<FakeLaunchAtLogin>(log);
-    deps.shortcuts = std::make_shared<FakeMainWindowShortcuts>(log);
-    deps.permissions = permissions;
-    deps.appLanguage = [] {
-      return std::string("en");
-    };
-    model = std::make_shared<MainWindowModel>(std::move(deps));
     window = std::make_unique<MainWindow>(
-        *model, main, MainWindow::Stores{*membership, appearance, languages, target, localization});
+        *model, main, MainWindow::Stores{*membershipStatus, appearance, languages, target, localization});
     window->resize(860, 600);
     window->show();
   }
 
-  ~MainWindowTest() override {
-    window.reset();
-    for (auto& exchange : transport->exchanges()) {
-      if (exchange->isPending()) exchange->fail(URLError(URLErrorCode::unknown, "test over"));
-    }
-    model.reset();
-    scheduler.runUntilIdle();
-  }
+  ~MainWindowTest() override { window.reset(); }
 
   void start(bool signedIn) {
     if (signedIn) {
@@ -119,17 +84,6 @@ class MainWindowTest : public ::testing::Test {
     QtTestApplication::settle();
   }
 
-  void reply(int status, const std::string& body) {
-    for (auto& exchange : transport->exchanges()) {
-      if (!exchange->isPending()) continue;
-      exchange->respond(status);
-      exchange->sendBody(body);
-      exchange->finishBody();
-      scheduler.runUntilIdle();
-      return;
-    }
-    ADD_FAILURE() << "no request is waiting";
-  }
 
   template <class T = QLabel>
   T* part(const char* identifier) {
@@ -161,7 +115,7 @@ class MainWindowTest : public ::testing::Test {
   }
 
   void applyFreeStatus(int used, int limit) {
-    membership->activate(kAda.id);
+    membershipStatus->activate(kAda.id);
     auto status = decodeMembershipStatus(nlohmann::json{
         {"plan", {{"code", "free"}}},
         {"quota",
@@ -174,7 +128,7 @@ class MainWindowTest : public ::testing::Test {
         {"entitlement", nlohmann::json::object()},
         {"serverTime",
          "2026-01-02T12:00:00Z"}}.dump());
-    membership->apply(status, *membership->activeContext());
+    membershipStatus->apply(status, *membershipStatus->activeContext());
   }
 
   // Saves the window for a person to look at, in both appearances.
@@ -194,29 +148,15 @@ class MainWindowTest : public ::testing::Test {
   }
 
   QApplication& app = QtTestApplication::instance();
-  TestScheduler scheduler;
-  std::shared_ptr<Executor> main = scheduler.makeExecutor();
-  std::shared_ptr<FakeHttpTransport> transport = std::make_shared<FakeHttpTransport>();
-  std::shared_ptr<InMemoryRefreshTokenStore> tokens = std::make_shared<InMemoryRefreshTokenStore>();
-  InMemoryPreferenceStore preferences;
-  std::shared_ptr<PreferencesAuthUserStore> users =
-      std::make_shared<PreferencesAuthUserStore>(preferences);
-  SignInHistoryStore history{preferences};
-  SetupCompletionStore setup{preferences};
-  std::shared_ptr<AuthSessionCoordinator> session;
-  CallLog log;
-  std::shared_ptr<FakeNetworkPathObserver> network = std::make_shared<FakeNetworkPathObserver>(log);
-  std::shared_ptr<FakeSystemPermissions> permissions = std::make_shared<FakeSystemPermissions>(log);
-  std::shared_ptr<MembershipStatusStore> membership =
+  std::shared_ptr<MembershipStatusStore> membershipStatus =
       std::make_shared<MembershipStatusStore>(main, std::make_shared<UnusedMembershipService>());
-  AppearanceStore appearance{preferences};
-  AppLanguageStore languages{preferences};
+  AppearanceStore appearance{defaults};
+  AppLanguageStore languages{defaults};
   Localization localization{languages, QLocale(QLocale::English)};
-  TargetLanguageStore target{preferences, [] { return std::vector<std::string>{"en-US"}; },
+  TargetLanguageStore target{defaults, [] { return std::vector<std::string>{"en-US"}; },
                              [] {
                                return false;
                              }};
-  std::shared_ptr<MainWindowModel> model;
   std::unique_ptr<MainWindow> window;
 };
 
