@@ -14,6 +14,7 @@
 #include "base/uuid.h"
 #include "core/account/auth_session_error.h"
 #include "core/lookup/lookup_model.h"
+#include "core/net/rest_failure.h"
 
 namespace trelvis {
 
@@ -39,26 +40,12 @@ enum class LearningEnrollmentResultStatus { enrolled, skipped };
 
 // The closed failures of the enrollment endpoint.
 struct LearningEnrollmentAPIError {
-  struct Http {
-    int status = 0;
-    std::string message;
-    friend bool operator==(const Http&, const Http&) = default;
-  };
-  struct Auth {
-    AuthSessionError error;
-    friend bool operator==(const Auth&, const Auth&) = default;
-  };
-  struct Network {
-    std::string detail;
-    friend bool operator==(const Network&, const Network&) = default;
-  };
-  struct Unauthenticated {
-    friend bool operator==(const Unauthenticated&, const Unauthenticated&) = default;
-  };
-  struct InvalidResponse {
-    friend bool operator==(const InvalidResponse&, const InvalidResponse&) = default;
-  };
-  std::variant<Http, Auth, Network, Unauthenticated, InvalidResponse> value;
+  using Http = rest_failure::Http;
+  using Auth = rest_failure::Auth;
+  using Network = rest_failure::Network;
+  using Unauthenticated = rest_failure::Unauthenticated;
+  using InvalidResponse = rest_failure::InvalidResponse;
+  rest_failure::Case value;
   friend bool operator==(const LearningEnrollmentAPIError&,
                          const LearningEnrollmentAPIError&) = default;
 };

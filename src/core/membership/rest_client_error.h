@@ -12,32 +12,19 @@
 #include <variant>
 
 #include "core/account/auth_session_error.h"
+#include "core/net/rest_failure.h"
 
 namespace trelvis {
 
 template <class Tag>
 class RestClientError : public std::exception {
  public:
-  struct Http {
-    int status = 0;
-    std::string message;
-    friend bool operator==(const Http&, const Http&) = default;
-  };
-  struct Auth {
-    AuthSessionError error;
-    friend bool operator==(const Auth&, const Auth&) = default;
-  };
-  struct Network {
-    std::string detail;
-    friend bool operator==(const Network&, const Network&) = default;
-  };
-  struct Unauthenticated {
-    friend bool operator==(const Unauthenticated&, const Unauthenticated&) = default;
-  };
-  struct InvalidResponse {
-    friend bool operator==(const InvalidResponse&, const InvalidResponse&) = default;
-  };
-  using Case = std::variant<Http, Auth, Network, Unauthenticated, InvalidResponse>;
+  using Http = rest_failure::Http;
+  using Auth = rest_failure::Auth;
+  using Network = rest_failure::Network;
+  using Unauthenticated = rest_failure::Unauthenticated;
+  using InvalidResponse = rest_failure::InvalidResponse;
+  using Case = rest_failure::Case;
 
   explicit RestClientError(Case value) : value_(std::move(value)), description_(describe(value_)) {}
 
