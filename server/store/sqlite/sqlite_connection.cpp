@@ -14,10 +14,15 @@ namespace {
 constexpr int kBusyTimeoutMilliseconds = 10000;
 
 // The file exists before SQLite opens it so that it never exists with a wider
-// mode; SQLite gives its journal files the mode of the database.
+// mode; SQLite gives its journal files the mode of the database. An existing file
+// is not opened here: closing any descriptor of it would drop the POSIX locks that
+// this process's other connections hold on it, and an admin command closing its
+// own connection would then take itself for the last user, checkpoint and delete
+// the WAL under them, leaving them reading a stale copy for good.
 void createPrivately(const std::filesystem::path& path) {
-  const int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  const int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
   if (fd < 0) {
+    if (errno == EEXIST) return;
     throw StoreError("cannot create the database " + path.string() + ": " + std::strerror(errno));
   }
   ::close(fd);

@@ -16,6 +16,7 @@
 
 #include "server/store/sql_store.h"
 #include "support/postgres_test_cluster.h"
+#include "support/trelvis_server_process.h"
 
 namespace trelvis::server {
 namespace {
@@ -318,6 +319,32 @@ TEST(SqliteStoreTest, ConsistencyCheckReportsBrokenInvariants) {
   sqlite3_close(db);
   const std::vector<std::string> problems = store->checkConsistency();
   EXPECT_EQ(problems.size(), 3u) << ::testing::PrintToString(problems);
+  store.reset();
+  fs::remove_all(directory);
+}
+
+// The admin commands are other processes that write and close the database while
+// the server runs; the server must see each of their commits, also after opening
+// more connections (as its pool does under load).
+TEST(SqliteStoreTest, SeesEveryCommitOfAnAdminCommand) {
+  std::string pattern = (fs::temp_directory_path() / "store-test-XXXXXX").string();
+  const fs::path directory = ::mkdtemp(pattern.data());
+  const std::string location = "sqlite:" + (directory / "store.sqlite3").string();
+  std::unique_ptr<Store> store = openStore(location, 2);
+  ASSERT_TRUE(store->insertUser(user("ann@example.com", "ann")));
+  const std::unique_ptr<Store> later = openStore(location, 2);
+  for (const PlanCode plan : {PlanCode::pro, PlanCode::seed, PlanCode::free}) {
+    const std::string name(toString(plan));
+    std::vector<std::string> arguments{"user", "set-plan", "ann@example.com", name,
+                                       "--database", location, "--data-dir", directory.string()};
+    if (plan == PlanCode::pro) arguments.insert(arguments.end(), {"--until", "2999-12-31"});
+    const CommandResult admin = runTrelvisServer(arguments);
+    ASSERT_EQ(admin.exitStatus, 0) << admin.standardError;
+    for (Store* reader : {store.get(), later.get()}) {
+      EXPECT_EQ(reader->findUserById("ann")->plan.code, plan) << name;
+    }
+    store->consumeRateLimits({{"write", 60s, 100}}, kNow);
+  }
   store.reset();
   fs::remove_all(directory);
 }
