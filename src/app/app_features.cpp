@@ -9,20 +9,6 @@ const LogCategory kLog("app");
 
 }  // namespace
 
-void X11TranslationAvailability::refreshSystemPermissions() {
-  const bool available = accessibility_.isProcessTrusted();
-  if (available == available_) return;
-  available_ = available;
-  kLog.info("translation {}", available ? "available" : "unavailable");
-  if (onTranslationAvailabilityChanged) onTranslationAvailabilityChanged(available);
-}
-
-void X11TranslationAvailability::requestPermissionRecoveryForUserAction() {
-  kLog.warning(
-      "translation needs an X server with the XInput 2.1 and XTEST extensions; this one lacks "
-      "one of them, or cannot be reached");
-}
-
 void SilentPronunciationPlayback::play(const std::string& key, const std::string&,
                                        const std::optional<std::string>&,
                                        const std::optional<Url>&,

@@ -8,27 +8,50 @@
 #include <string>
 
 #include "core/learning/pronunciation_playing.h"
-#include "core/mainwindow/translation_availability_gating.h"
+#include "core/mainwindow/main_window_services.h"
 #include "core/overlay/select_overlay_card_model.h"
-#include "core/triggers/input_events.h"
 
 namespace trelvis {
 
-// Translation needs what the command tap and the capture need of the X server
-// (XInput 2.1 and XTEST); a server has them or not for good, so a missing one
-// is reported once and stays missing until it is asked again.
-class X11TranslationAvailability final : public TranslationAvailabilityGating {
+// The system permissions as the main window sees them, read by the coordinator.
+class CoordinatedSystemPermissions final : public SystemPermissionProviding {
  public:
-  explicit X11TranslationAvailability(AccessibilityPermissionProviding& accessibility)
-      : accessibility_(accessibility) {}
+  explicit CoordinatedSystemPermissions(SystemPermissionCoordinator& coordinator)
+      : coordinator_(coordinator) {}
 
-  void refreshSystemPermissions() override;
-  bool translationAvailable() const override { return available_; }
-  void requestPermissionRecoveryForUserAction() override;
+  SystemPermissionSnapshot snapshot() override { return coordinator_.snapshot(); }
+  bool openSettings(SystemPermissionKind kind) override {
+    return coordinator_.openSettings(kind);
+  }
+  void restartApplication() override { coordinator_.restartApplication(); }
 
  private:
-  AccessibilityPermissionProviding& accessibility_;
-  bool available_ = false;
+  SystemPermissionCoordinator& coordinator_;
+};
+
+// Until launch at login is built.
+class UnavailableLaunchAtLogin final : public LaunchAtLoginControlling {
+ public:
+  void refreshStatus() override {}
+  LaunchAtLoginStatus status() const override { return LaunchAtLoginStatus::unavailable; }
+  void enable() override {}
+};
+
+// The learning pages and the home activity while they are not part of this
+// build: nothing to load, reset or count; their pages say they are coming.
+class AbsentLearningPages final : public HomeActivityStoring,
+                                  public ReviewPageModeling,
+                                  public VocabularyPageModeling,
+                                  public TutorialProgressReloading {
+ public:
+  void activate(const std::optional<std::string>&) override {}
+  void reset() override {}
+  void prepareForEntry() override {}
+  bool isComplete() const override { return false; }
+  void endCompletedSession() override {}
+  bool hasLoaded() const override { return false; }
+  std::optional<int64_t> confirmedRemainingCount() const override { return std::nullopt; }
+  void reloadRegistrationProgress() override {}
 };
 
 // The card keeps its pronunciation state for the lookup it shows; nothing is

@@ -1,8 +1,10 @@
 #include "app/desktop_application.h"
 
 #include <QClipboard>
+#include <QDesktopServices>
 #include <QGuiApplication>
 #include <QLocale>
+#include <QUrl>
 
 #include <string>
 #include <utility>
@@ -17,7 +19,15 @@
 #include "core/account/auth_user_store.h"
 #include "core/capture/region_selection_overlay_controller.h"
 #include "core/capture/screen_capture_service.h"
+#include "core/mainwindow/main_window_model.h"
+#include "core/membership/account_summary_store.h"
+#include "core/membership/home_summary_api_client.h"
+#include "core/membership/membership_status_api_client.h"
+#include "core/membership/membership_status_store.h"
+#include "core/net/server_api.h"
 #include "core/overlay/overlay_panel_controller.h"
+#include "core/permissions/system_permission_coordinator.h"
+#include "core/prefs/app_language_store.h"
 #include "core/prefs/secondary_target_language_store.h"
 #include "core/shell/app_environment.h"
 #include "core/triggers/command_tap_monitor.h"
@@ -34,11 +44,14 @@
 #include "platform/x11/x11_pointer_locator.h"
 #include "platform/x11/x11_region_selection_physical_state.h"
 #include "platform/x11/x11_screen_capture.h"
+#include "platform/x11/x11_system_permission_probe.h"
 #include "ui/localization.h"
 #include "ui/lookup_card_view.h"
+#include "ui/main_window.h"
 #include "ui/overlay_panel_window.h"
 #include "ui/qt_local_event_monitor.h"
 #include "ui/qt_main_executor.h"
+#include "ui/qt_network_path_observer.h"
 #include "ui/region_selection_windowing.h"
 #include "ui/tray_icon.h"
 
@@ -82,6 +95,18 @@ struct DesktopApplication::Parts {
       std::make_shared<PreferencesAuthUserStore>(preferences),
       AuthSessionCoordinator::serviceName(std::nullopt));
 
+  // The account's plan and summary, which the main window and the lookups share.
+  std::shared_ptr<MembershipStatusStore> membership = std::make_shared<MembershipStatusStore>(
+      main, std::make_shared<MembershipStatusAPIClient>(pool.makeSequencedExecutor(), auth,
+                                                        transport, effectiveBaseURL(environment)));
+  std::shared_ptr<AccountSummaryStore> accountSummary = std::make_shared<AccountSummaryStore>(
+      main,
+      std::make_shared<HomeSummaryAPIClient>(pool.makeSequencedExecutor(), auth, transport,
+                                             effectiveBaseURL(environment)),
+      AccountSummaryStore::systemTime);
+  X11SystemPermissionProbe permissionProbe;
+  SystemPermissionCoordinator permissionCoordinator{preferences, permissionProbe.systemCalls()};
+
   // X11 input.
   X11AccessibilityPermission accessibility;
   X11HotKeyRegistrar hotKeys{main};
@@ -103,13 +128,18 @@ struct DesktopApplication::Parts {
   std::unique_ptr<QtOverlayPanelWindow> cardWindow;
 
   // What stands in for features to come.
-  std::shared_ptr<X11TranslationAvailability> availability =
-      std::make_shared<X11TranslationAvailability>(accessibility);
   std::shared_ptr<SilentPronunciationPlayback> pronunciation =
       std::make_shared<SilentPronunciationPlayback>();
   AbsentSelectCardModel selectCard;
+  std::shared_ptr<AbsentLearningPages> learning = std::make_shared<AbsentLearningPages>();
+  std::shared_ptr<UnavailableLaunchAtLogin> launchAtLogin =
+      std::make_shared<UnavailableLaunchAtLogin>();
 
+  // Made by the environment, which it gates.
+  std::shared_ptr<MainWindowModel> mainWindowModel;
   std::shared_ptr<AppEnvironment> app;
+  std::unique_ptr<MainWindow> mainWindow;
+  Connection firstSettled;
   std::unique_ptr<TrayIcon> tray;
   bool running = false;
 };
@@ -166,14 +196,55 @@ DesktopApplication::DesktopApplication(Options options)
                QGuiApplication::clipboard()->setText(QString::fromStdString(text));
              }});
       },
+      [&p](SignInHistoryStore& signInHistory, SetupCompletionStore& setupCompletion,
+           const std::shared_ptr<ShortcutController>& shortcuts, AppLanguageStore&) {
+        p.mainWindowModel = std::make_shared<MainWindowModel>(MainWindowModel::Dependencies{
+            .mainExecutor = p.main,
+            .session = p.auth,
+            .signInHistory = &signInHistory,
+            .setupCompletion = &setupCompletion,
+            .networkObserver = std::make_shared<QtNetworkPathObserver>(),
+            .accountSummary = p.accountSummary,
+            .membership = p.membership,
+            .homeActivity = p.learning,
+            .review = p.learning,
+            .vocabulary = p.learning,
+            .tutorial = p.learning,
+            .launchAtLogin = p.launchAtLogin,
+            .shortcuts = shortcuts,
+            .permissions = std::make_shared<CoordinatedSystemPermissions>(p.permissionCoordinator),
+            .appLanguage =
+                [&p] {
+                  return std::string(p.localization->language() == AppLanguage::simplifiedChinese
+                                         ? "zh-Hans"
+                                         : "en");
+                },
+            .membershipPurchaseURL =
+                [&p] {
+                  return MembershipPurchaseLink::url(p.localization->language()).absoluteString();
+                },
+            .openMembershipPurchaseURL =
+                [](const std::string& url) {
+                  return QDesktopServices::openUrl(QUrl(QString::fromStdString(url)));
+                },
+        });
+        return AppEnvironment::Platform::MainWindowParts{p.mainWindowModel, p.mainWindowModel};
+      },
   };
-  p.app = AppEnvironment::create(
-      std::move(platform), {p.auth, p.auth, nullptr, nullptr, nullptr, p.pronunciation,
-                            p.availability, nullptr, nullptr, nullptr, nullptr, nullptr});
-  p.app->mainWindowPresenter = [] {
-    kLog.warning(
-        "not signed in: this build has no sign-in window yet; scripts/run signs in to a local "
-        "account");
+  p.app = AppEnvironment::create(std::move(platform),
+                                 {p.auth, p.auth, nullptr, p.membership, nullptr, p.pronunciation,
+                                  nullptr, nullptr, nullptr, nullptr});
+
+  AppEnvironment& app = *p.app;
+  p.mainWindow = std::make_unique<MainWindow>(
+      *p.mainWindowModel, p.main,
+      MainWindow::Stores{*p.membership, app.appearance(), app.appLanguageStore(),
+                         app.targetLanguageStore(), *p.localization});
+  p.mainWindow->setWindowTitle(QStringLiteral("Trelvis"));
+  p.app->mainWindowPresenter = [window = p.mainWindow.get()] {
+    window->show();
+    window->raise();
+    window->activateWindow();
   };
 
   p.tray = std::make_unique<TrayIcon>();
@@ -191,11 +262,16 @@ void DesktopApplication::start() {
   Parts& p = *parts_;
   p.running = true;
   p.app->start();
-  // The first reading starts the triggers when the X server can serve them.
-  p.availability->refreshSystemPermissions();
-  if (!p.availability->translationAvailable()) {
-    p.availability->requestPermissionRecoveryForUserAction();
-  }
+  // Confirms the stored session, if any; signed in with the permissions granted,
+  // the triggers start. Without one, the sign-in form is the first thing to see.
+  // Once the stored session is settled, a user who cannot translate yet (signed
+  // out, offline, or short of a permission) is shown why.
+  p.firstSettled = p.mainWindowModel->changed().connect([&p] {
+    if (p.mainWindowModel->isRestoring() || p.mainWindowModel->translationAvailable()) return;
+    p.firstSettled.disconnect();
+    p.app->showMainWindow(std::nullopt);
+  });
+  p.mainWindowModel->start();
   p.tray->show();
   kLog.info("started; the server is {}", p.auth->baseURL().absoluteString());
 }
@@ -214,6 +290,14 @@ AppEnvironment& DesktopApplication::environment() {
 
 QtOverlayPanelWindow& DesktopApplication::cardWindow() {
   return *parts_->cardWindow;
+}
+
+MainWindow& DesktopApplication::mainWindow() {
+  return *parts_->mainWindow;
+}
+
+MainWindowModel& DesktopApplication::mainWindowModel() {
+  return *parts_->mainWindowModel;
 }
 
 TrayIcon& DesktopApplication::tray() {

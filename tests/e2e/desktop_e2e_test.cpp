@@ -11,7 +11,10 @@
 
 #include <gtest/gtest.h>
 
+#include "core/mainwindow/main_window_model.h"
+#include "core/prefs/target_language_store.h"
 #include "support/jpeg_decoding.h"
+#include "ui/main_window.h"
 
 namespace trelvis::testing {
 namespace {
@@ -20,9 +23,10 @@ class DesktopEndToEndTest : public ::testing::Test {
  protected:
   DesktopEndToEndTest() = default;
 
-  void startApplication(const std::string& baseUrl, const std::string& refreshToken) {
+  void startApplication(const std::string& baseUrl,
+                        const std::optional<std::string>& refreshToken) {
     rig_.startApplication(baseUrl, refreshToken);
-    ASSERT_TRUE(rig_.app().environment().shortcutController().isStarted());
+    ASSERT_TRUE(!refreshToken || rig_.app().environment().shortcutController().isStarted());
   }
   void tapAltAt(QPoint point) { rig_.tapAltAt(point); }
   const LookupViewState& state() { return rig_.state(); }
@@ -153,6 +157,77 @@ TEST_F(DesktopEndToEndTest, AWordOnTheScreenThroughTheReferenceServer) {
   EXPECT_EQ(state().entry->headword, "garden");
   EXPECT_FALSE(state().entry->meaning.empty());
   EXPECT_TRUE(QtTestApplication::runUntil([&] { return cardShows("garden"); }));
+}
+
+// A new user meets the sign-in form first, creates an account with the code the
+// server sends, sees the free plan's figures, chooses a language, and can
+// translate; signing out stops the triggers and signing in starts them again.
+TEST_F(DesktopEndToEndTest, ANewUserRegistersChoosesALanguageAndSignsBackIn) {
+  TrelvisServerProcess server({.arguments = {"--free-daily-translations", "7"}});
+  startApplication(server.baseUrl(), std::nullopt);
+  MainWindow& window = rig_.app().mainWindow();
+  MainWindowModel& model = rig_.app().mainWindowModel();
+  const auto part = [&](const char* name) {
+    QWidget* found = window.findChild<QWidget*>(QString::fromLatin1(name));
+    EXPECT_NE(found, nullptr) << name;
+    return found;
+  };
+  const auto text = [&](const char* name) { return static_cast<QLabel*>(part(name))->text(); };
+  const auto fill = [&](const char* field, const std::string& typed) {
+    rig_.click(*part(field));
+    rig_.type(typed);
+  };
+  const auto translating = [&] {
+    return rig_.app().environment().shortcutController().isStarted();
+  };
+  ASSERT_TRUE(QtTestApplication::runUntil([&] { return window.isVisible(); }, 10s))
+      << "a signed-out start shows the sign-in form";
+  ASSERT_TRUE(part("auth-page")->isVisible());
+  EXPECT_FALSE(translating());
+  saveScreen("desktop-sign-in.png");
+
+  const std::string email = "new.reader@example.com";
+  ASSERT_EQ(model.authMode(), AuthMode::registration) << "a new user is offered an account";
+  fill("auth-email", email);
+  rig_.click(*part("auth-send-code"));
+  const std::optional<std::string> code = server.waitForVerificationCode(email);
+  ASSERT_TRUE(code);
+  fill("auth-code", *code);
+  fill("auth-password", "a long password");
+  EXPECT_EQ(model.email, email) << "the keys reached the form";
+  rig_.click(*part("auth-submit"));
+  ASSERT_TRUE(QtTestApplication::runUntil(translating, 10s))
+      << (model.submitError() ? model.submitError()->what() : "no error");
+  EXPECT_TRUE(part("home-page")->isVisible());
+  ASSERT_TRUE(QtTestApplication::runUntil([&] { return text("home-limit") == "7"; }, 10s))
+      << text("home-limit").toStdString();
+  EXPECT_EQ(text("home-used"), "0");
+  EXPECT_TRUE(text("home-account").contains(QString::fromStdString(email)));
+
+  rig_.click(*part("tab-settings"));
+  auto* target = static_cast<QComboBox*>(part("settings-target-language"));
+  rig_.click(*target);
+  const int german = target->findData(QStringLiteral("de"));
+  ASSERT_GE(german, 0);
+  for (int i = target->currentIndex(); i != german; i += german > i ? 1 : -1) {
+    rig_.x().tap(german > i ? XK_Down : XK_Up);
+  }
+  rig_.x().tap(XK_Return);
+  EXPECT_TRUE(QtTestApplication::runUntil(
+      [&] { return rig_.app().environment().targetLanguageStore().code() == "de"; }, 5s));
+
+  rig_.click(*part("tab-home"));
+  rig_.click(*part("home-sign-out"));
+  ASSERT_TRUE(QtTestApplication::runUntil([&] { return !translating(); }, 10s));
+  ASSERT_TRUE(QtTestApplication::runUntil([&] { return part("auth-page")->isVisible(); }, 5s));
+  EXPECT_EQ(model.authMode(), AuthMode::login);
+  if (model.email.empty()) fill("auth-email", email);
+  fill("auth-password", "a long password");
+  rig_.click(*part("auth-submit"));
+  ASSERT_TRUE(QtTestApplication::runUntil(translating, 10s))
+      << (model.submitError() ? model.submitError()->what() : "no error");
+  EXPECT_EQ(rig_.app().environment().targetLanguageStore().code(), "de")
+      << "the choice outlives the session";
 }
 
 }  // namespace

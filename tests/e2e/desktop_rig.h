@@ -7,12 +7,14 @@
 #include <httplib.h>
 
 #include <QApplication>
+#include <QComboBox>
 #include <QFont>
 #include <QFontMetrics>
 #include <QLabel>
 #include <QPainter>
 #include <QWidget>
 
+#include <cctype>
 #include <chrono>
 #include <deque>
 #include <filesystem>
@@ -112,7 +114,8 @@ class ScriptedServer {
 
   ScriptedServer() {
     server_->Post("/trelvis/v1/auth/refresh", [](const httplib::Request&, httplib::Response& res) {
-      res.set_content(R"({"accessToken":"a1","refreshToken":"r2","expiresIn":900})",
+      res.set_content(R"({"accessToken":"a1","refreshToken":"r2","expiresIn":900,)"
+                      R"("user":{"id":"u1","email":"ada@example.com"}})",
                       "application/json");
     });
     const auto stream = [this](const httplib::Request& req, httplib::Response& res) {
@@ -197,12 +200,47 @@ class DesktopRig {
     std::filesystem::remove_all(preferences_);
   }
 
-  void startApplication(const std::string& baseUrl, const std::string& refreshToken) {
+  // Starts the application signed in with `refreshToken`, or signed out without one.
+  void startApplication(const std::string& baseUrl,
+                        const std::optional<std::string>& refreshToken) {
     auto tokens = std::make_shared<InMemoryRefreshTokenStore>();
-    tokens->saveRefreshToken(refreshToken, kService, "refreshToken");
+    if (refreshToken) tokens->saveRefreshToken(*refreshToken, kService, "refreshToken");
     app_ = std::make_unique<DesktopApplication>(DesktopApplication::Options{
         environmentOf({{"TRELVIS_API_BASE_URL", baseUrl}}), preferences_, tokens});
     app_->start();
+    if (!refreshToken) return;
+    // The stored session is confirmed with the server before the triggers start.
+    ASSERT_TRUE(QtTestApplication::runUntil(
+        [&] { return app_->environment().shortcutController().isStarted(); }, 10s))
+        << "the stored session was not confirmed";
+  }
+
+  // A click in the middle of `widget`, with the mouse.
+  void click(const QWidget& widget) {
+    const QPoint centre = widget.mapToGlobal(widget.rect().center());
+    x_.moveTo(centre.x(), centre.y());
+    x_.button(1, true);
+    x_.button(1, false);
+    QtTestApplication::runUntil([] { return false; }, 100ms);
+  }
+
+  // Types `text` (letters, digits, "@", ".", "-" and "_") on the keyboard.
+  void type(const std::string& text) {
+    for (const char c : text) {
+      const bool shifted = std::isupper(static_cast<unsigned char>(c)) || c == '@' || c == '_';
+      KeySym keysym = NoSymbol;
+      if (std::isalpha(static_cast<unsigned char>(c))) {
+        keysym = XK_a + (std::tolower(static_cast<unsigned char>(c)) - 'a');
+      } else if (std::isdigit(static_cast<unsigned char>(c))) {
+        keysym = XK_0 + (c - '0');
+      } else {
+        keysym = c == '@' ? XK_2 : c == '.' ? XK_period : XK_minus;
+      }
+      if (shifted) x_.key(XK_Shift_L, true);
+      x_.tap(keysym);
+      if (shifted) x_.key(XK_Shift_L, false);
+    }
+    QtTestApplication::runUntil([] { return false; }, 100ms);
   }
 
   // A tap of Alt with the pointer at `point`, as a person makes it.

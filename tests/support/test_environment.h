@@ -99,16 +99,19 @@ class TestEnvironment {
         },
         [this](TargetLanguageStore&, SecondaryTargetLanguageStore&) { return capture; },
         [this](LookupOverlayModel&, AppearanceStore&, AppLanguageStore&) { return panel; },
+        [this](SignInHistoryStore&, SetupCompletionStore&, const std::shared_ptr<ShortcutController>&,
+               AppLanguageStore&) {
+          return AppEnvironment::Platform::MainWindowParts{
+              mainWindow, withLaterFeatures ? mainWindow : nullptr};
+        },
     };
     app_ = AppEnvironment::create(
         std::move(platform),
         withLaterFeatures
             ? AppEnvironment::Collaborators{signIn, tokens, learning, membership, learning,
-                                            playback, mainWindow, mainWindow, select, input, input,
-                                            input}
+                                            playback, select, input, input, input}
             : AppEnvironment::Collaborators{signIn, tokens, learning, membership, learning,
-                                            playback, mainWindow, nullptr, nullptr, nullptr,
-                                            nullptr, nullptr});
+                                            playback, nullptr, nullptr, nullptr, nullptr});
   }
 
   std::shared_ptr<AppEnvironment> app_;

@@ -33,10 +33,10 @@ AccountSummaryStore::~AccountSummaryStore() {
   nextReviewBoundaryTask_.cancel();
 }
 
-void AccountSummaryStore::activate(std::optional<std::string> userID) {
+void AccountSummaryStore::activate(const std::optional<std::string>& userID) {
   if (userID == activeUserID_) return;
   ++generation_;
-  activeUserID_ = std::move(userID);
+  activeUserID_ = userID;
   refreshRequested_ = false;
   refreshTask_.cancel();
   refreshTask_ = {};

@@ -15,6 +15,7 @@
 #include "base/async/async.h"
 #include "base/async/task.h"
 #include "base/signal.h"
+#include "core/mainwindow/main_window_services.h"
 #include "core/membership/home_summary.h"
 
 namespace trelvis {
@@ -28,7 +29,8 @@ struct AccountSummaryContext {
   friend bool operator==(const AccountSummaryContext&, const AccountSummaryContext&) = default;
 };
 
-class AccountSummaryStore final : public std::enable_shared_from_this<AccountSummaryStore> {
+class AccountSummaryStore final : public AccountSummaryStoring,
+                                  public std::enable_shared_from_this<AccountSummaryStore> {
  public:
   // The wall clock that review due dates are measured against.
   using WallClock = std::function<Timestamp()>;
@@ -40,7 +42,7 @@ class AccountSummaryStore final : public std::enable_shared_from_this<AccountSum
 
   AccountSummaryStore(std::shared_ptr<Executor> mainExecutor,
                       std::shared_ptr<HomeSummaryServing> service, WallClock wallClock);
-  ~AccountSummaryStore();
+  ~AccountSummaryStore() override;
 
   const std::optional<HomeSummary>& summary() const { return summary_; }
   // Emitted after `summary` changed.
@@ -50,10 +52,13 @@ class AccountSummaryStore final : public std::enable_shared_from_this<AccountSum
   AccountSummaryContext context() const { return {activeUserID_, generation_}; }
 
   // The user of every applied session; a new one forgets everything of the old.
-  void activate(std::optional<std::string> userID);
+  void activate(const std::optional<std::string>& userID) override;
   // Fetches until no request is left; returns when the running round has ended.
   Async<void> refresh();
-  void requestRefresh();
+  void requestRefresh() override;
+  std::optional<int64_t> dueReviewCount() const override {
+    return summary_ ? std::optional(summary_->dueReviewCount) : std::nullopt;
+  }
   // A summary from any source. An absent, malformed or self-contradicting one
   // asks for a fetch instead; an older one is ignored.
   void apply(const std::optional<HomeSummary>& summary,

@@ -41,10 +41,10 @@ std::optional<MembershipPlanCode> MembershipStatusStore::currentPlan() const {
   return status_->plan.code;
 }
 
-void MembershipStatusStore::activate(std::optional<std::string> userID) {
+void MembershipStatusStore::activate(const std::optional<std::string>& userID) {
   if (userID == activeUserID_) return;
   ++generation_;
-  activeUserID_ = std::move(userID);
+  activeUserID_ = userID;
   refreshTask_.cancel();
   refreshTask_ = {};
   translationRefreshTask_.cancel();

@@ -18,6 +18,7 @@
 #include "base/async/task.h"
 #include "base/signal.h"
 #include "core/membership/membership_status.h"
+#include "core/mainwindow/main_window_services.h"
 #include "core/membership/membership_status_refreshing.h"
 
 namespace trelvis {
@@ -26,6 +27,7 @@ class Executor;
 class MembershipStatusServing;
 
 class MembershipStatusStore final : public MembershipStatusRefreshing,
+                                    public MembershipStoreActivating,
                                     public std::enable_shared_from_this<MembershipStatusStore> {
  public:
   static constexpr Duration kTranslationRefreshDelay = std::chrono::milliseconds(500);
@@ -46,7 +48,7 @@ class MembershipStatusStore final : public MembershipStatusRefreshing,
   std::function<void(const std::optional<MembershipStatus>&)> onStatusChanged;
 
   // The user of every applied session; a new one forgets everything of the old.
-  void activate(std::optional<std::string> userID);
+  void activate(const std::optional<std::string>& userID) override;
   // Fetches until no request is left; returns when the running round has ended.
   Async<void> refresh();
   // Stores `status` if it is valid, `context` is current and it is newer than the

@@ -61,7 +61,7 @@ std::shared_ptr<AppEnvironment> AppEnvironment::create(Platform platform,
 
 AppEnvironment::AppEnvironment(Platform platform, Collaborators collaborators)
     : platform_(std::move(platform)), c_(std::move(collaborators)) {
-  TRELVIS_DCHECK(c_.auth && c_.accessTokens && c_.pronunciation && c_.translationAvailability,
+  TRELVIS_DCHECK(c_.auth && c_.accessTokens && c_.pronunciation,
                  "a required collaborator of the environment is missing");
   PreferenceStore& defaults = platform_.defaults;
 
@@ -109,6 +109,11 @@ AppEnvironment::AppEnvironment(Platform platform, Collaborators collaborators)
   newUserJourney_ = std::make_unique<NewUserJourneyTracker>();
   setupCompletion_ = std::make_unique<SetupCompletionStore>(defaults);
   dockPresence_ = std::make_unique<DockPresenceStore>(defaults);
+  auto mainWindow = platform_.makeMainWindowModel(*signInHistory_, *setupCompletion_,
+                                                  shortcutController_, *appLanguageStore_);
+  translationAvailability_ = std::move(mainWindow.availability);
+  mainWindowModel_ = std::move(mainWindow.controls);
+  TRELVIS_DCHECK(translationAvailability_, "the translation availability gate is missing");
 
   caseRecorder_ = std::make_unique<LookupCaseRecorder>(
       LookupCaseRecorder::configurationFrom(platform_.environment, platform_.currentDirectory),
@@ -138,7 +143,7 @@ void AppEnvironment::connect() {
         weakly(c_.membershipStatusStore, &MembershipStatusRefreshing::requestRefresh);
   }
   lookupCoordinator_->onPermissionDenied =
-      weakly(c_.translationAvailability, [](TranslationAvailabilityGating& availability) {
+      weakly(translationAvailability_, [](TranslationAvailabilityGating& availability) {
         availability.refreshSystemPermissions();
         availability.requestPermissionRecoveryForUserAction();
       });
@@ -146,14 +151,14 @@ void AppEnvironment::connect() {
       [journey = newUserJourney_.get()](TranslationMethod method) {
         journey->recordTranslationSucceeded(method);
       };
-  if (c_.mainWindowModel) {
+  if (mainWindowModel_) {
     overlayModel_->onViewPro =
-        weakly(c_.mainWindowModel, &MainWindowControlling::openMembershipPurchase);
+        weakly(mainWindowModel_, &MainWindowControlling::openMembershipPurchase);
   }
 
   // Triggers reach the gates.
   const auto self = shared_from_this();
-  c_.translationAvailability->onTranslationAvailabilityChanged =
+  translationAvailability_->onTranslationAvailabilityChanged =
       weakly(self, &AppEnvironment::handleTranslationAvailabilityChange);
   shortcutController_->onLookupTriggered = weakly(self, &AppEnvironment::handleLookupTrigger);
   shortcutController_->onSelectTranslateTriggered =
@@ -204,7 +209,7 @@ void AppEnvironment::publishUserProperties() {
 }
 
 void AppEnvironment::stop() {
-  if (c_.mainWindowModel) c_.mainWindowModel->stop();
+  if (mainWindowModel_) mainWindowModel_->stop();
   lookupCoordinator_->cancelCurrent();
   cancelSelectTranslation();
   cancelInputTranslation();
@@ -216,10 +221,10 @@ void AppEnvironment::stop() {
 
 void AppEnvironment::showMainWindow(std::optional<MainTab> tab) {
   if (mainWindowWillShow) mainWindowWillShow();
-  if (c_.mainWindowModel) {
-    if (tab) c_.mainWindowModel->selectTab(*tab);
-    c_.mainWindowModel->requestHomeSummaryRefresh();
-    c_.mainWindowModel->requestMembershipStatusRefresh();
+  if (mainWindowModel_) {
+    if (tab) mainWindowModel_->selectTab(*tab);
+    mainWindowModel_->requestHomeSummaryRefresh();
+    mainWindowModel_->requestMembershipStatusRefresh();
   }
   if (platform_.activateApplication) platform_.activateApplication();
   if (mainWindowPresenter) {
@@ -239,7 +244,7 @@ void AppEnvironment::clearRegionOverlay() {
 }
 
 bool AppEnvironment::ensureTranslationAvailable() {
-  TranslationAvailabilityGating& availability = *c_.translationAvailability;
+  TranslationAvailabilityGating& availability = *translationAvailability_;
   availability.refreshSystemPermissions();
   if (availability.translationAvailable()) return true;
   availability.requestPermissionRecoveryForUserAction();
@@ -305,7 +310,7 @@ void AppEnvironment::handleRegionSelection(const RegionSelectionGestureUpdate& u
   using Kind = RegionSelectionGestureUpdate::Kind;
   switch (update.kind()) {
     case Kind::armed:
-      if (c_.translationAvailability->translationAvailable()) overlay.arm();
+      if (translationAvailability_->translationAvailable()) overlay.arm();
       return;
     case Kind::began:
       shortcutController_->consumeLookupTapForRegionSelection();

@@ -96,6 +96,19 @@ class AppEnvironment : public std::enable_shared_from_this<AppEnvironment> {
     std::function<std::shared_ptr<OverlayPanelPresenting>(
         LookupOverlayModel& model, AppearanceStore& appearance, AppLanguageStore& language)>
         makePanelController;
+    // Makes the main window's model over the environment's sign-in history, setup
+    // mark, shortcut controller and interface language; the model is also the gate
+    // that says whether translation is available. `controls` may be null: a build
+    // without a main window.
+    struct MainWindowParts {
+      std::shared_ptr<TranslationAvailabilityGating> availability;
+      std::shared_ptr<MainWindowControlling> controls;
+    };
+    std::function<MainWindowParts(SignInHistoryStore& signInHistory,
+                                  SetupCompletionStore& setupCompletion,
+                                  const std::shared_ptr<ShortcutController>& shortcuts,
+                                  AppLanguageStore& language)>
+        makeMainWindowModel;
   };
 
   // The long-lived objects that the environment receives ready-made instead of
@@ -109,8 +122,6 @@ class AppEnvironment : public std::enable_shared_from_this<AppEnvironment> {
     std::shared_ptr<MembershipStatusRefreshing> membershipStatusStore;  // optional
     std::shared_ptr<LearningEnrolling> enrollmentCoordinator;           // optional
     std::shared_ptr<PronunciationPlaying> pronunciation;
-    std::shared_ptr<TranslationAvailabilityGating> translationAvailability;
-    std::shared_ptr<MainWindowControlling> mainWindowModel;                   // optional
     std::shared_ptr<SelectTranslateTriggering> selectTranslateCoordinator;    // optional
     std::shared_ptr<InputTranslateCancelling> inputTranslateCoordinator;      // optional
     std::shared_ptr<InputTranslateDraftResetting> inputTranslateModel;        // optional
@@ -198,6 +209,8 @@ class AppEnvironment : public std::enable_shared_from_this<AppEnvironment> {
   std::unique_ptr<NewUserJourneyTracker> newUserJourney_;
   std::unique_ptr<SetupCompletionStore> setupCompletion_;
   std::unique_ptr<DockPresenceStore> dockPresence_;
+  std::shared_ptr<TranslationAvailabilityGating> translationAvailability_;
+  std::shared_ptr<MainWindowControlling> mainWindowModel_;
   std::unique_ptr<LookupCaseRecorder> caseRecorder_;
   std::shared_ptr<LookupCoordinator> lookupCoordinator_;
 

@@ -17,6 +17,7 @@
 #include "base/async/continuation.h"
 #include "base/async/task.h"
 #include "core/lookup/lookup_model.h"
+#include "core/mainwindow/main_window_services.h"
 #include "core/triggers/command_tap_monitor.h"
 #include "core/triggers/input_events.h"
 #include "core/triggers/local_option_tap_monitor.h"
@@ -56,7 +57,8 @@ class ShortcutControllerError : public std::exception {
   std::optional<ShortcutRecordingFailure> failure_;
 };
 
-class ShortcutController : public std::enable_shared_from_this<ShortcutController> {
+class ShortcutController : public MainWindowShortcuts,
+                           public std::enable_shared_from_this<ShortcutController> {
  public:
   // The platform services it uses; all outlive the controller.
   struct Platform {
@@ -85,7 +87,7 @@ class ShortcutController : public std::enable_shared_from_this<ShortcutControlle
   // Loads the four bindings, in the order lookup, region, select, input.
   ShortcutController(std::shared_ptr<Executor> mainExecutor, ShortcutBindingStore& store,
                      MakeCommandTapMonitor makeCommandTapMonitor, Platform platform);
-  ~ShortcutController();
+  ~ShortcutController() override;
 
   std::function<void(const HotKeyEvent& event)> onLookupTriggered;
   std::function<void(const HotKeyEvent& event, bool sharesLookupBinding)>
@@ -112,8 +114,10 @@ class ShortcutController : public std::enable_shared_from_this<ShortcutControlle
   const ShortcutBinding& selectBinding() const { return selectBinding_; }
   const ShortcutBinding& inputBinding() const { return inputBinding_; }
 
-  bool textInputFocused() const { return textInputFocused_; }
-  void setTextInputFocused(bool focused);
+  bool textInputFocused() const override { return textInputFocused_; }
+  void setTextInputFocused(bool focused) override;
+  // Ends a recording in progress; its task fails as cancelled.
+  void cancelRecording() override { cancelRecording(true); }
 
   // For tests and diagnostics.
   bool isStarted() const { return started_; }

@@ -4,6 +4,7 @@
 #include <X11/extensions/XInput2.h>
 #include <X11/extensions/XTest.h>
 
+#include <memory>
 #include <utility>
 
 #include "base/log.h"
@@ -68,8 +69,22 @@ X11PermissionProbeResult X11SystemPermissionProbe::probe() const {
 }
 
 SystemPermissionCoordinator::SystemCalls X11SystemPermissionProbe::systemCalls() const {
-  const auto granted = [probe = *this] {
-    return probe.probe().granted;
+  // The triggers read the grants before every translation, and a probe opens a
+  // connection to the X server. A server keeps its extensions for good, so a grant
+  // is read once; a refusal is read again, and logged when its reason changes.
+  struct Reading {
+    bool granted = false;
+    std::string reason;
+  };
+  const auto granted = [probe = *this, last = std::make_shared<Reading>()] {
+    if (last->granted) return true;
+    const X11PermissionProbeResult result = probe.probe();
+    if (!result.granted && result.reason != last->reason) {
+      kLog.warning("translation is unavailable: {}", result.reason);
+    }
+    last->granted = result.granted;
+    last->reason = result.reason;
+    return result.granted;
   };
   return {
       .screenRecordingPreflight = granted,
