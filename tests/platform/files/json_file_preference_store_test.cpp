@@ -2,6 +2,7 @@
 
 #include "base/log.h"
 #include "support/fake_environment.h"
+#include "support/temp_directory.h"
 
 #include <signal.h>
 #include <sys/stat.h>
@@ -27,21 +28,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class TempDir {
- public:
-  TempDir() {
-    std::string pattern = (fs::temp_directory_path() / "trelvis-prefs-XXXXXX").string();
-    path_ = ::mkdtemp(pattern.data());
-  }
-  ~TempDir() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
-  }
-  const fs::path& path() const { return path_; }
-
- private:
-  fs::path path_;
-};
+using TempDir = testing::TempDirectory;
 
 std::string readFile(const fs::path& path) {
   std::ifstream in(path, std::ios::binary);
