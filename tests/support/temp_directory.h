@@ -1,11 +1,13 @@
 #pragma once
 
 // TempDirectory: a fresh directory under the system's temporary folder, removed
-// with everything in it when the object goes.
+// with everything in it when the object goes; and readFile, a file's bytes.
 
 #include <stdlib.h>
 
 #include <filesystem>
+#include <fstream>
+#include <sstream>
 #include <string>
 #include <system_error>
 
@@ -29,5 +31,13 @@ class TempDirectory {
  private:
   std::filesystem::path path_;
 };
+
+// The file's bytes; empty when it cannot be read.
+inline std::string readFile(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
 
 }  // namespace trelvis::testing

@@ -42,6 +42,7 @@
 #include "core/prefs/sign_in_history_store.h"
 #include "core/prefs/target_language_store.h"
 #include "core/triggers/shortcut_controller.h"
+#include "support/command_tap_monitors.h"
 #include "support/fake_command_event_tap.h"
 #include "support/fake_hot_key_registrar.h"
 #include "support/fake_http_transport.h"
@@ -77,13 +78,7 @@ class MainWindowTest : public ::testing::Test, public testing::MainWindowModelHa
  protected:
   MainWindowTest() {
     shortcuts = std::make_shared<ShortcutController>(
-        main, bindings,
-        [this](std::optional<ShortcutBinding> lookup, std::optional<ShortcutBinding> region,
-               CommandTapMonitor::OnTrigger onTrigger,
-               CommandTapMonitor::OnRegionSelection onRegion) {
-          return std::make_shared<CommandTapMonitor>(accessibility, tap, scheduler, lookup, region,
-                                                     std::move(onTrigger), std::move(onRegion));
-        },
+        main, bindings, testing::commandTapMonitorsOver(accessibility, tap, scheduler),
         ShortcutController::Platform{accessibility, hotKeys, keys, pointer, frontmost, scheduler,
                                      [] {
                                        return false;

@@ -29,13 +29,7 @@ namespace {
 namespace fs = std::filesystem;
 
 using TempDir = testing::TempDirectory;
-
-std::string readFile(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
+using testing::readFile;
 
 void writeFile(const fs::path& path, std::string_view text) {
   std::ofstream(path, std::ios::binary) << text;
