@@ -20,8 +20,9 @@ pkg_check_modules(TURBOJPEG REQUIRED IMPORTED_TARGET libturbojpeg)
 # The SECURITY extension's untrusted clients, which the capture tests play.
 pkg_check_modules(XEXT REQUIRED IMPORTED_TARGET xext)
 # The desktop application's UI: widgets, the card's SVG icons, and the translation
-# catalogues compiled at build time; the network's reachability.
-find_package(Qt6 REQUIRED COMPONENTS Core Gui Widgets Svg Network LinguistTools)
+# catalogues compiled at build time; the network's reachability; key presses
+# that the widget tests send to a window.
+find_package(Qt6 REQUIRED COMPONENTS Core Gui Widgets Svg Network LinguistTools Test)
 # The Secret Service (libsecret over GLib's D-Bus) that keeps the refresh token.
 pkg_check_modules(LIBSECRET REQUIRED IMPORTED_TARGET libsecret-1)
 # The reference server: cpp-httplib (its pkg-config flags switch on TLS, which the

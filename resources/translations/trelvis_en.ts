@@ -611,5 +611,113 @@
         <source>This page arrives in a later version of Trelvis.</source>
         <translation>This page arrives in a later version of Trelvis.</translation>
     </message>
+    <message id="settings.section.general">
+        <source>General</source>
+        <translation>General</translation>
+    </message>
+    <message id="settings.secondaryTargetLanguage">
+        <source>Also translate into</source>
+        <translation>Also translate into</translation>
+    </message>
+    <message id="settings.secondaryTargetLanguage.none">
+        <source>None</source>
+        <translation>None</translation>
+    </message>
+    <message id="settings.section.pronunciation">
+        <source>Pronunciation</source>
+        <translation>Pronunciation</translation>
+    </message>
+    <message id="settings.englishAccent">
+        <source>English accent</source>
+        <translation>English accent</translation>
+    </message>
+    <message id="settings.englishAccent.american">
+        <source>American</source>
+        <translation>American</translation>
+    </message>
+    <message id="settings.englishAccent.british">
+        <source>British</source>
+        <translation>British</translation>
+    </message>
+    <message id="settings.autoplay">
+        <source>Play the pronunciation when a word is looked up</source>
+        <translation>Play the pronunciation when a word is looked up</translation>
+    </message>
+    <message id="settings.section.startup">
+        <source>Startup</source>
+        <translation>Startup</translation>
+    </message>
+    <message id="settings.launchAtLogin">
+        <source>Open Trelvis when you log in</source>
+        <translation>Open Trelvis when you log in</translation>
+    </message>
+    <message id="settings.launchAtLogin.unavailable">
+        <source>Trelvis cannot use your desktop’s autostart folder, so it cannot open by itself at login.</source>
+        <translation>Trelvis cannot use your desktop’s autostart folder, so it cannot open by itself at login.</translation>
+    </message>
+    <message id="settings.section.shortcuts">
+        <source>Shortcuts</source>
+        <translation>Shortcuts</translation>
+    </message>
+    <message id="settings.shortcut.lookup">
+        <source>Look up the word under the pointer</source>
+        <translation>Look up the word under the pointer</translation>
+    </message>
+    <message id="settings.shortcut.regionSelection">
+        <source>Translate a region of the screen</source>
+        <translation>Translate a region of the screen</translation>
+    </message>
+    <message id="settings.shortcut.selectTranslate">
+        <source>Translate the selected text</source>
+        <translation>Translate the selected text</translation>
+    </message>
+    <message id="settings.shortcut.inputTranslate">
+        <source>Type text to translate</source>
+        <translation>Type text to translate</translation>
+    </message>
+    <message id="settings.shortcut.record">
+        <source>Record</source>
+        <translation>Record</translation>
+    </message>
+    <message id="settings.shortcut.cancel">
+        <source>Cancel</source>
+        <translation>Cancel</translation>
+    </message>
+    <message id="settings.shortcut.recordFor">
+        <source>Record a new shortcut: %1</source>
+        <translation>Record a new shortcut: %1</translation>
+    </message>
+    <message id="settings.shortcut.cancelFor">
+        <source>Stop recording: %1</source>
+        <translation>Stop recording: %1</translation>
+    </message>
+    <message id="settings.shortcut.listening">
+        <source>Listening…</source>
+        <translation>Listening…</translation>
+    </message>
+    <message id="settings.shortcut.listeningHint">
+        <source>Press the new shortcut. Delete restores the default; Esc cancels.</source>
+        <translation>Press the new shortcut. Delete restores the default; Esc cancels.</translation>
+    </message>
+    <message id="settings.section.membership">
+        <source>Membership</source>
+        <translation>Membership</translation>
+    </message>
+    <message id="settings.membership.refreshFailed">
+        <source>Your plan could not be updated.</source>
+        <translation>Your plan could not be updated.</translation>
+    </message>
+    <message id="settings.membership.retry">
+        <source>Update the plan again</source>
+        <translation>Update the plan again</translation>
+    </message>
+    <message id="settings.membership.purchase">
+        <source>See plans and pricing</source>
+        <translation>See plans and pricing</translation>
+    </message>
+    <message id="settings.membership.purchaseFailed">
+        <source>The pricing page did not open. Check that a web browser is set up.</source>
+        <translation>The pricing page did not open. Check that a web browser is set up.</translation>
+    </message>
 </context>
 </TS>

@@ -611,5 +611,113 @@
         <source>This page arrives in a later version of Trelvis.</source>
         <translation>此页面将在 Trelvis 的后续版本中提供。</translation>
     </message>
+    <message id="settings.section.general">
+        <source>General</source>
+        <translation>通用</translation>
+    </message>
+    <message id="settings.secondaryTargetLanguage">
+        <source>Also translate into</source>
+        <translation>同时翻译为</translation>
+    </message>
+    <message id="settings.secondaryTargetLanguage.none">
+        <source>None</source>
+        <translation>无</translation>
+    </message>
+    <message id="settings.section.pronunciation">
+        <source>Pronunciation</source>
+        <translation>发音</translation>
+    </message>
+    <message id="settings.englishAccent">
+        <source>English accent</source>
+        <translation>英语口音</translation>
+    </message>
+    <message id="settings.englishAccent.american">
+        <source>American</source>
+        <translation>美式</translation>
+    </message>
+    <message id="settings.englishAccent.british">
+        <source>British</source>
+        <translation>英式</translation>
+    </message>
+    <message id="settings.autoplay">
+        <source>Play the pronunciation when a word is looked up</source>
+        <translation>查词时自动播放发音</translation>
+    </message>
+    <message id="settings.section.startup">
+        <source>Startup</source>
+        <translation>启动</translation>
+    </message>
+    <message id="settings.launchAtLogin">
+        <source>Open Trelvis when you log in</source>
+        <translation>登录时打开 Trelvis</translation>
+    </message>
+    <message id="settings.launchAtLogin.unavailable">
+        <source>Trelvis cannot use your desktop’s autostart folder, so it cannot open by itself at login.</source>
+        <translation>Trelvis 无法使用桌面的自动启动文件夹，因此无法在登录时自动打开。</translation>
+    </message>
+    <message id="settings.section.shortcuts">
+        <source>Shortcuts</source>
+        <translation>快捷键</translation>
+    </message>
+    <message id="settings.shortcut.lookup">
+        <source>Look up the word under the pointer</source>
+        <translation>查询指针处的单词</translation>
+    </message>
+    <message id="settings.shortcut.regionSelection">
+        <source>Translate a region of the screen</source>
+        <translation>翻译屏幕区域</translation>
+    </message>
+    <message id="settings.shortcut.selectTranslate">
+        <source>Translate the selected text</source>
+        <translation>翻译选中的文本</translation>
+    </message>
+    <message id="settings.shortcut.inputTranslate">
+        <source>Type text to translate</source>
+        <translation>输入文本翻译</translation>
+    </message>
+    <message id="settings.shortcut.record">
+        <source>Record</source>
+        <translation>录制</translation>
+    </message>
+    <message id="settings.shortcut.cancel">
+        <source>Cancel</source>
+        <translation>取消</translation>
+    </message>
+    <message id="settings.shortcut.recordFor">
+        <source>Record a new shortcut: %1</source>
+        <translation>录制新快捷键：%1</translation>
+    </message>
+    <message id="settings.shortcut.cancelFor">
+        <source>Stop recording: %1</source>
+        <translation>停止录制：%1</translation>
+    </message>
+    <message id="settings.shortcut.listening">
+        <source>Listening…</source>
+        <translation>正在录制…</translation>
+    </message>
+    <message id="settings.shortcut.listeningHint">
+        <source>Press the new shortcut. Delete restores the default; Esc cancels.</source>
+        <translation>请按下新的快捷键。按 Delete 恢复默认，按 Esc 取消。</translation>
+    </message>
+    <message id="settings.section.membership">
+        <source>Membership</source>
+        <translation>会员</translation>
+    </message>
+    <message id="settings.membership.refreshFailed">
+        <source>Your plan could not be updated.</source>
+        <translation>无法更新你的套餐信息。</translation>
+    </message>
+    <message id="settings.membership.retry">
+        <source>Update the plan again</source>
+        <translation>重新获取套餐信息</translation>
+    </message>
+    <message id="settings.membership.purchase">
+        <source>See plans and pricing</source>
+        <translation>查看套餐与价格</translation>
+    </message>
+    <message id="settings.membership.purchaseFailed">
+        <source>The pricing page did not open. Check that a web browser is set up.</source>
+        <translation>价格页面未能打开。请检查是否已设置网页浏览器。</translation>
+    </message>
 </context>
 </TS>

@@ -1,14 +1,18 @@
 #include "ui/main_window.h"
 
 #include <QButtonGroup>
+#include <QCheckBox>
 #include <QComboBox>
 #include <QEvent>
 #include <QFormLayout>
+#include <QGridLayout>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPointer>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QScrollArea>
 #include <QStackedWidget>
 #include <QStyle>
 #include <QVBoxLayout>
@@ -21,14 +25,21 @@
 #include <utility>
 
 #include "base/async/task.h"
+#include "base/async/task_context.h"
 #include "core/mainwindow/main_window_model.h"
+#include "core/mainwindow/main_window_services.h"
 #include "core/mainwindow/permission_setup_rows.h"
 #include "core/membership/membership_status.h"
 #include "core/membership/membership_status_store.h"
 #include "core/prefs/app_language_store.h"
 #include "core/prefs/appearance_store.h"
+#include "core/prefs/english_pronunciation_store.h"
+#include "core/prefs/pronunciation_settings_store.h"
+#include "core/prefs/secondary_target_language_store.h"
 #include "core/prefs/target_language.h"
 #include "core/prefs/target_language_store.h"
+#include "core/triggers/shortcut_controller.h"
+#include "core/triggers/shortcut_display.h"
 #include "ui/card_theme.h"
 #include "ui/localization.h"
 
@@ -62,6 +73,32 @@ static_assert(kTargetLanguageNames.size() == kSupportedTargetLanguages.size());
 constexpr std::array<AppLanguagePreference, 3> kAppLanguageChoices{
     AppLanguagePreference::system, AppLanguagePreference::english,
     AppLanguagePreference::simplifiedChinese};
+
+struct AccentChoice {
+  EnglishPronunciationAccent accent;
+  std::string_view key;
+};
+constexpr std::array<AccentChoice, 2> kAccents{{
+    {EnglishPronunciationAccent::american, "settings.englishAccent.american"},
+    {EnglishPronunciationAccent::british, "settings.englishAccent.british"},
+}};
+
+struct ShortcutRow {
+  std::string_view actionId;
+  std::string_view name;  // of the row's widgets
+  std::string_view titleKey;
+  const ShortcutBinding& (ShortcutController::*binding)() const;
+};
+constexpr std::array<ShortcutRow, 4> kShortcutRows{{
+    {ShortcutActionId::lookup, "lookup", "settings.shortcut.lookup",
+     &ShortcutController::lookupBinding},
+    {ShortcutActionId::regionSelection, "region", "settings.shortcut.regionSelection",
+     &ShortcutController::regionBinding},
+    {ShortcutActionId::selectTranslate, "select", "settings.shortcut.selectTranslate",
+     &ShortcutController::selectBinding},
+    {ShortcutActionId::inputTranslate, "input", "settings.shortcut.inputTranslate",
+     &ShortcutController::inputBinding},
+}};
 
 std::string_view tabKey(MainTab tab) {
   switch (tab) {
@@ -179,6 +216,22 @@ void name(QWidget* widget, const QString& accessible) {
   widget->setAccessibleName(accessible);
 }
 
+// Restyles a widget whose role the style sheet keys on.
+void setRole(QWidget* widget, const char* role) {
+  if (widget->property("role").toString() == QLatin1String(role)) return;
+  widget->setProperty("role", QString::fromLatin1(role));
+  widget->style()->unpolish(widget);
+  widget->style()->polish(widget);
+}
+
+QString planText(const std::optional<MembershipStatus>& status) {
+  return status ? loc("home.plan").arg(loc(planKey(status->plan.code))) : loc("home.plan.unknown");
+}
+
+QString bindingText(const ShortcutBinding& binding) {
+  return QString::fromStdString(Localization::render(ShortcutDisplay::settingsLabel(binding)));
+}
+
 }  // namespace
 
 struct MainWindow::Parts {
@@ -241,15 +294,48 @@ struct MainWindow::Parts {
   std::array<QLabel*, 2> soonHeadings{};
   std::array<QLabel*, 2> soonBodies{};
   QLabel* settingsTitle = nullptr;
+  QLabel* generalHeading = nullptr;
   QLabel* targetLabel = nullptr;
   QComboBox* target = nullptr;
+  QLabel* secondaryLabel = nullptr;
+  QComboBox* secondary = nullptr;
   QLabel* appearanceLabel = nullptr;
   QComboBox* appearance = nullptr;
   QLabel* languageLabel = nullptr;
   QComboBox* language = nullptr;
+  QLabel* pronunciationHeading = nullptr;
+  QLabel* accentLabel = nullptr;
+  QComboBox* accent = nullptr;
+  QCheckBox* autoplay = nullptr;
+  QLabel* startupHeading = nullptr;
+  QCheckBox* launchAtLogin = nullptr;
+  QLabel* launchAtLoginNote = nullptr;
+  QLabel* shortcutsHeading = nullptr;
+  struct ShortcutWidgets {
+    QLabel* title = nullptr;
+    QLabel* binding = nullptr;
+    QPushButton* record = nullptr;
+    QLabel* message = nullptr;
+    std::string failureKey;  // of the row's last recording
+  };
+  std::array<ShortcutWidgets, kShortcutRows.size()> shortcutRows;
+  // The row whose recording runs, and its task.
+  std::optional<std::size_t> recordingRow;
+  Task<void> recording;
+  QScrollArea* settingsPage = nullptr;
+  QWidget* membershipCard = nullptr;
+  QLabel* membershipHeading = nullptr;
+  QLabel* cardPlan = nullptr;
+  QLabel* cardUsage = nullptr;
+  QLabel* cardRefreshFailed = nullptr;
+  QPushButton* cardRetry = nullptr;
+  QPushButton* cardPurchase = nullptr;
+  QLabel* cardPurchaseFailed = nullptr;
+  int64_t membershipFocusRequestID = 0;
 
   bool authShown = false;
   bool permissionsShown = false;
+  bool settingsShown = false;
   Task<void> permissionPoll;
 };
 
@@ -265,7 +351,10 @@ MainWindow::MainWindow(MainWindowModel& model, std::shared_ptr<Executor> mainExe
   build();
   applyTheme();
   connections_.push_back(model_.changed().connect([this] { refresh(); }));
-  connections_.push_back(stores_.membership.changed().connect([this] { refreshHome(); }));
+  connections_.push_back(stores_.membership.changed().connect([this] {
+    refreshHome();
+    refreshMembershipCard();
+  }));
   connections_.push_back(
       stores_.localization.changed().connect([this](AppLanguage) { refresh(); }));
   connections_.push_back(stores_.appearance.changed().connect([this](AppearanceMode) {
@@ -276,11 +365,20 @@ MainWindow::MainWindow(MainWindowModel& model, std::shared_ptr<Executor> mainExe
       stores_.targetLanguage.changed().connect([this](const std::string&) { refreshSettings(); }));
   connections_.push_back(
       stores_.appLanguage.changed().connect([this](AppLanguagePreference) { refreshSettings(); }));
+  connections_.push_back(stores_.secondaryTargetLanguage.changed().connect(
+      [this](const std::optional<std::string>&) { refreshSettings(); }));
+  connections_.push_back(stores_.englishPronunciation.observers().connect(
+      [this](EnglishPronunciationAccent) { refreshSettings(); }));
+  connections_.push_back(
+      stores_.pronunciationSettings.changed().connect([this](bool) { refreshSettings(); }));
   refresh();
 }
 
 MainWindow::~MainWindow() {
   parts_->permissionPoll.cancel();
+  // The recording's task outlives the window until the controller lets go; it
+  // checks that the window is still there.
+  parts_->recording.cancel();
 }
 
 // The system settings grant permissions behind the window's back: while the setup
@@ -540,42 +638,141 @@ void MainWindow::build() {
     p.pages->addWidget(page);
   }
 
-  auto* settings = new QWidget(p.pages);
+  // The settings scroll: with the shortcuts and the membership card they are
+  // taller than the window's smallest size.
+  auto* settings = p.settingsPage = new QScrollArea(p.pages);
   settings->setObjectName(QStringLiteral("settings-page"));
-  auto* settingsColumn = new QVBoxLayout(settings);
+  settings->setWidgetResizable(true);
+  settings->setFrameShape(QFrame::NoFrame);
+  auto* content = new QWidget(settings);
+  content->setObjectName(QStringLiteral("settings-content"));
+  settings->setWidget(content);
+  auto* settingsColumn = new QVBoxLayout(content);
   settingsColumn->setContentsMargins(32, 28, 32, 28);
-  p.settingsTitle = makeLabel("settings-title", settings, "title");
+  settingsColumn->setSpacing(10);
+  p.settingsTitle = makeLabel("settings-title", content, "title");
   settingsColumn->addWidget(p.settingsTitle);
-  settingsColumn->addSpacing(12);
-  auto* choices = new QFormLayout;
-  choices->setLabelAlignment(Qt::AlignLeft | Qt::AlignVCenter);
-  choices->setFieldGrowthPolicy(QFormLayout::FieldsStayAtSizeHint);
-  choices->setHorizontalSpacing(24);
-  choices->setVerticalSpacing(12);
-  const auto addChoice = [&](const char* labelName, const char* boxName, QLabel*& label,
-                             QComboBox*& box) {
-    label = makeLabel(labelName, settings);
+  const auto addSection = [&](const char* name, QLabel*& heading) {
+    settingsColumn->addSpacing(14);
+    heading = makeLabel(name, content, "heading");
+    settingsColumn->addWidget(heading);
+    auto* form = new QFormLayout;
+    form->setLabelAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+    form->setFieldGrowthPolicy(QFormLayout::FieldsStayAtSizeHint);
+    form->setHorizontalSpacing(24);
+    form->setVerticalSpacing(10);
+    settingsColumn->addLayout(form);
+    return form;
+  };
+  const auto addChoice = [&](QFormLayout* form, const char* labelName, const char* boxName,
+                             QLabel*& label, QComboBox*& box) {
+    label = makeLabel(labelName, content);
     label->setWordWrap(false);
-    box = new QComboBox(settings);
+    label->setMinimumWidth(170);
+    box = new QComboBox(content);
     box->setObjectName(QString::fromLatin1(boxName));
     box->setFixedWidth(240);
     label->setBuddy(box);
-    choices->addRow(label, box);
+    form->addRow(label, box);
   };
-  addChoice("settings-target-label", "settings-target-language", p.targetLabel, p.target);
-  addChoice("settings-appearance-label", "settings-appearance", p.appearanceLabel, p.appearance);
-  addChoice("settings-language-label", "settings-app-language", p.languageLabel, p.language);
+  const auto addSwitch = [&](QFormLayout* form, const char* name) {
+    auto* box = new QCheckBox(content);
+    box->setObjectName(QString::fromLatin1(name));
+    box->setFocusPolicy(Qt::StrongFocus);
+    form->addRow(box);
+    return box;
+  };
+
+  QFormLayout* general = addSection("settings-general-heading", p.generalHeading);
+  addChoice(general, "settings-target-label", "settings-target-language", p.targetLabel, p.target);
+  addChoice(general, "settings-secondary-label", "settings-secondary-language", p.secondaryLabel,
+            p.secondary);
+  addChoice(general, "settings-appearance-label", "settings-appearance", p.appearanceLabel,
+            p.appearance);
+  addChoice(general, "settings-language-label", "settings-app-language", p.languageLabel,
+            p.language);
+  p.secondary->addItem(QString(), QString());
   for (const auto& language : kTargetLanguageNames) {
-    p.target->addItem(QString::fromUtf8(language.name.data(), int(language.name.size())),
-                      QString::fromLatin1(language.code.data(), int(language.code.size())));
+    const QString name = QString::fromUtf8(language.name.data(), int(language.name.size()));
+    const QString code = QString::fromLatin1(language.code.data(), int(language.code.size()));
+    p.target->addItem(name, code);
+    p.secondary->addItem(name, code);
   }
   p.appearance->addItem(QString());
   p.appearance->addItem(QString());
   for (int i = 0; i < 3; ++i) p.language->addItem(QString());
-  settingsColumn->addLayout(choices);
+
+  QFormLayout* pronunciation = addSection("settings-pronunciation-heading", p.pronunciationHeading);
+  addChoice(pronunciation, "settings-accent-label", "settings-english-accent", p.accentLabel,
+            p.accent);
+  for (std::size_t i = 0; i < kAccents.size(); ++i) p.accent->addItem(QString());
+  p.autoplay = addSwitch(pronunciation, "settings-autoplay");
+
+  QFormLayout* startup = addSection("settings-startup-heading", p.startupHeading);
+  p.launchAtLogin = addSwitch(startup, "settings-launch-at-login");
+  p.launchAtLoginNote = makeLabel("settings-launch-at-login-note", content, "secondary");
+  startup->addRow(p.launchAtLoginNote);
+
+  settingsColumn->addSpacing(14);
+  p.shortcutsHeading = makeLabel("settings-shortcuts-heading", content, "heading");
+  settingsColumn->addWidget(p.shortcutsHeading);
+  auto* shortcutGrid = new QGridLayout;
+  shortcutGrid->setHorizontalSpacing(16);
+  shortcutGrid->setVerticalSpacing(4);
+  for (std::size_t i = 0; i < kShortcutRows.size(); ++i) {
+    const std::string prefix = "settings-shortcut-" + std::string(kShortcutRows[i].name);
+    auto& row = p.shortcutRows[i];
+    row.title = makeLabel((prefix + "-title").c_str(), content);
+    row.title->setWordWrap(false);
+    row.title->setMinimumWidth(170);
+    row.binding = makeLabel((prefix + "-binding").c_str(), content, "binding");
+    row.binding->setWordWrap(false);
+    row.binding->setMinimumWidth(140);
+    row.record = makeButton((prefix + "-record").c_str(), content);
+    row.record->setAutoDefault(false);
+    row.message = makeLabel((prefix + "-message").c_str(), content, "error");
+    const int line = int(i) * 2;
+    shortcutGrid->addWidget(row.title, line, 0);
+    shortcutGrid->addWidget(row.binding, line, 1);
+    shortcutGrid->addWidget(row.record, line, 2);
+    shortcutGrid->addWidget(row.message, line + 1, 0, 1, 3);
+    QObject::connect(row.record, &QPushButton::clicked, this, [this, i] { toggleRecording(i); });
+  }
+  shortcutGrid->setColumnStretch(3, 1);
+  settingsColumn->addLayout(shortcutGrid);
+
+  settingsColumn->addSpacing(14);
+  p.membershipHeading = makeLabel("settings-membership-heading", content, "heading");
+  settingsColumn->addWidget(p.membershipHeading);
+  auto* card = p.membershipCard = new QWidget(content);
+  card->setObjectName(QStringLiteral("settings-membership"));
+  card->setProperty("role", QStringLiteral("card"));
+  card->setMaximumWidth(560);
+  auto* cardColumn = new QVBoxLayout(card);
+  cardColumn->setContentsMargins(16, 14, 16, 14);
+  cardColumn->setSpacing(8);
+  p.cardPlan = makeLabel("settings-membership-plan", card);
+  p.cardUsage = makeLabel("settings-membership-usage", card, "secondary");
+  p.cardRefreshFailed = makeLabel("settings-membership-refresh-failed", card, "error");
+  p.cardRetry = makeButton("settings-membership-retry", card);
+  p.cardPurchase = makeButton("settings-membership-purchase", card, "primary");
+  p.cardPurchaseFailed = makeLabel("settings-membership-purchase-failed", card, "error");
+  cardColumn->addWidget(p.cardPlan);
+  cardColumn->addWidget(p.cardUsage);
+  cardColumn->addWidget(p.cardRefreshFailed);
+  cardColumn->addWidget(p.cardRetry, 0, Qt::AlignLeft);
+  cardColumn->addWidget(p.cardPurchase, 0, Qt::AlignLeft);
+  cardColumn->addWidget(p.cardPurchaseFailed);
+  settingsColumn->addWidget(card);
   settingsColumn->addStretch(1);
+
   QObject::connect(p.target, &QComboBox::activated, this, [this](int index) {
     stores_.targetLanguage.setCode(parts_->target->itemData(index).toString().toStdString());
+  });
+  QObject::connect(p.secondary, &QComboBox::activated, this, [this](int index) {
+    const std::string code = parts_->secondary->itemData(index).toString().toStdString();
+    stores_.secondaryTargetLanguage.save(code.empty() ? std::nullopt
+                                                      : std::optional<std::string_view>(code));
   });
   QObject::connect(p.appearance, &QComboBox::activated, this, [this](int index) {
     stores_.appearance.setMode(index == 1 ? AppearanceMode::dark : AppearanceMode::light);
@@ -583,6 +780,26 @@ void MainWindow::build() {
   QObject::connect(p.language, &QComboBox::activated, this, [this](int index) {
     stores_.appLanguage.setPreference(kAppLanguageChoices[std::size_t(std::clamp(index, 0, 2))]);
   });
+  QObject::connect(p.accent, &QComboBox::activated, this, [this](int index) {
+    stores_.englishPronunciation.setAccent(
+        kAccents[std::size_t(std::clamp(index, 0, int(kAccents.size()) - 1))].accent);
+  });
+  QObject::connect(p.autoplay, &QCheckBox::clicked, this, [this](bool checked) {
+    stores_.pronunciationSettings.setAutoplayEnabled(checked);
+  });
+  // The service has no signal: the page reads its status again after each change.
+  QObject::connect(p.launchAtLogin, &QCheckBox::clicked, this, [this](bool checked) {
+    if (checked) {
+      stores_.launchAtLogin.enable();
+    } else {
+      stores_.launchAtLogin.disable();
+    }
+    refreshSettings();
+  });
+  QObject::connect(p.cardPurchase, &QPushButton::clicked, this,
+                   [this] { model_.openMembershipPurchase(); });
+  QObject::connect(p.cardRetry, &QPushButton::clicked, this,
+                   [this] { model_.requestMembershipStatusRefresh(); });
   p.pages->addWidget(settings);
   p.root->addWidget(p.shell);
 }
@@ -590,25 +807,142 @@ void MainWindow::build() {
 void MainWindow::refreshSettings() {
   auto& p = *parts_;
   p.settingsTitle->setText(loc("mainWindow.tab.settings"));
+  p.generalHeading->setText(loc("settings.section.general"));
   p.targetLabel->setText(loc("settings.targetLanguage"));
+  p.secondaryLabel->setText(loc("settings.secondaryTargetLanguage"));
   p.appearanceLabel->setText(loc("settings.appearance"));
   p.languageLabel->setText(loc("settings.appLanguage"));
-  name(p.target, p.targetLabel->text());
-  name(p.appearance, p.appearanceLabel->text());
-  name(p.language, p.languageLabel->text());
+  p.pronunciationHeading->setText(loc("settings.section.pronunciation"));
+  p.accentLabel->setText(loc("settings.englishAccent"));
+  p.startupHeading->setText(loc("settings.section.startup"));
+  for (auto [box, label] :
+       std::initializer_list<std::pair<QComboBox*, QLabel*>>{{p.target, p.targetLabel},
+                                                             {p.secondary, p.secondaryLabel},
+                                                             {p.appearance, p.appearanceLabel},
+                                                             {p.language, p.languageLabel},
+                                                             {p.accent, p.accentLabel}}) {
+    name(box, label->text());
+  }
+  p.secondary->setItemText(0, loc("settings.secondaryTargetLanguage.none"));
   p.appearance->setItemText(0, loc("settings.appearance.light"));
   p.appearance->setItemText(1, loc("settings.appearance.dark"));
   p.language->setItemText(0, loc("settings.appLanguage.system"));
   // Each language in its own words, whatever the interface's language.
   p.language->setItemText(1, QStringLiteral("English"));
   p.language->setItemText(2, QStringLiteral("简体中文"));
+  for (std::size_t i = 0; i < kAccents.size(); ++i) {
+    p.accent->setItemText(int(i), loc(kAccents[i].key));
+    if (kAccents[i].accent == stores_.englishPronunciation.accent())
+      p.accent->setCurrentIndex(int(i));
+  }
+  p.autoplay->setText(loc("settings.autoplay"));
+  name(p.autoplay, p.autoplay->text());
+  p.autoplay->setChecked(stores_.pronunciationSettings.autoplayEnabled());
 
   const QString code = QString::fromStdString(stores_.targetLanguage.code());
   p.target->setCurrentIndex(std::max(p.target->findData(code), 0));
+  const auto secondary = stores_.secondaryTargetLanguage.code();
+  p.secondary->setCurrentIndex(
+      secondary ? std::max(p.secondary->findData(QString::fromStdString(*secondary)), 0) : 0);
   p.appearance->setCurrentIndex(stores_.appearance.mode() == AppearanceMode::dark ? 1 : 0);
   const auto preference = stores_.appLanguage.preference();
   for (std::size_t i = 0; i < kAppLanguageChoices.size(); ++i) {
     if (kAppLanguageChoices[i] == preference) p.language->setCurrentIndex(int(i));
+  }
+
+  const LaunchAtLoginStatus launch = stores_.launchAtLogin.status();
+  p.launchAtLogin->setText(loc("settings.launchAtLogin"));
+  name(p.launchAtLogin, p.launchAtLogin->text());
+  p.launchAtLogin->setChecked(launch == LaunchAtLoginStatus::on);
+  p.launchAtLogin->setEnabled(launch != LaunchAtLoginStatus::unavailable);
+  showMessage(p.launchAtLoginNote, launch == LaunchAtLoginStatus::unavailable
+                                       ? loc("settings.launchAtLogin.unavailable")
+                                       : QString());
+  p.launchAtLogin->setAccessibleDescription(p.launchAtLoginNote->text());
+  refreshShortcuts();
+}
+
+void MainWindow::refreshShortcuts() {
+  auto& p = *parts_;
+  p.shortcutsHeading->setText(loc("settings.section.shortcuts"));
+  for (std::size_t i = 0; i < kShortcutRows.size(); ++i) {
+    auto& row = p.shortcutRows[i];
+    const bool listening = p.recordingRow == i;
+    const QString binding = bindingText((stores_.shortcuts.*kShortcutRows[i].binding)());
+    row.title->setText(loc(kShortcutRows[i].titleKey));
+    row.binding->setText(listening ? loc("settings.shortcut.listening") : binding);
+    setRole(row.binding, listening ? "listening" : "binding");
+    row.record->setText(listening ? loc("settings.shortcut.cancel")
+                                  : loc("settings.shortcut.record"));
+    name(row.record, loc(listening ? "settings.shortcut.cancelFor" : "settings.shortcut.recordFor")
+                         .arg(row.title->text()));
+    row.record->setAccessibleDescription(binding);
+    // One recording at a time: the others wait until it ends.
+    row.record->setEnabled(!p.recordingRow || listening);
+    setRole(row.message, listening ? "secondary" : "error");
+    showMessage(row.message, listening                ? loc("settings.shortcut.listeningHint")
+                             : row.failureKey.empty() ? QString()
+                                                      : loc(row.failureKey));
+    name(row.message, row.message->text());
+  }
+}
+
+void MainWindow::toggleRecording(std::size_t row) {
+  auto& p = *parts_;
+  if (p.recordingRow) {
+    // The second click: the task reports the end when the controller has let go.
+    p.recording.cancel();
+    return;
+  }
+  p.recordingRow = row;
+  for (auto& widgets : p.shortcutRows) widgets.failureKey.clear();
+  p.recording = spawn(
+      mainExecutor_,
+      [self = QPointer<MainWindow>(this), row, &shortcuts = stores_.shortcuts]() -> Async<void> {
+        std::string failureKey;
+        try {
+          co_await shortcuts.record(std::string(kShortcutRows[row].actionId));
+        } catch (const ShortcutControllerError& error) {
+          // Escape, a second click or leaving the page: the user knows why it ended.
+          if (error.kind() != ShortcutControllerError::Kind::cancelled) {
+            failureKey = error.localizedKey();
+          }
+        } catch (const CancellationError&) {
+        }
+        if (self) self->finishRecording(row, std::move(failureKey));
+      });
+  refreshShortcuts();
+}
+
+void MainWindow::finishRecording(std::size_t row, std::string failureKey) {
+  auto& p = *parts_;
+  p.recordingRow.reset();
+  p.recording = {};
+  p.shortcutRows[row].failureKey = std::move(failureKey);
+  refreshShortcuts();
+}
+
+void MainWindow::refreshMembershipCard() {
+  auto& p = *parts_;
+  p.membershipHeading->setText(loc("settings.section.membership"));
+  const auto& status = stores_.membership.status();
+  p.cardPlan->setText(planText(status));
+  const auto usage = FreeQuotaFooterPresentation::make(status);
+  showMessage(p.cardUsage,
+              usage ? loc("home.quota.meter").arg(usage->used).arg(usage->limit) : QString());
+  const bool failed = stores_.membership.lastRefreshFailed();
+  showMessage(p.cardRefreshFailed, failed ? loc("settings.membership.refreshFailed") : QString());
+  p.cardRetry->setText(loc("session.retry"));
+  name(p.cardRetry, loc("settings.membership.retry"));
+  p.cardRetry->setVisible(failed);
+  p.cardRetry->setEnabled(!stores_.membership.isRefreshing());
+  p.cardPurchase->setText(loc("settings.membership.purchase"));
+  name(p.cardPurchase, p.cardPurchase->text());
+  showMessage(p.cardPurchaseFailed, model_.membershipPurchaseOpenFailed()
+                                        ? loc("settings.membership.purchaseFailed")
+                                        : QString());
+  for (QLabel* label : {p.cardPlan, p.cardUsage, p.cardRefreshFailed, p.cardPurchaseFailed}) {
+    name(label, label->text());
   }
 }
 
@@ -620,11 +954,25 @@ void MainWindow::refresh() {
   QWidget* page = signedIn ? p.shell : sessionPending ? p.sessionPage : p.authPage;
   if (signedIn && model_.permissionGatePresented()) page = p.permissionPage;
   p.root->setCurrentWidget(page);
+  const bool settingsShown = page == p.shell && model_.selectedTab() == MainTab::settings;
+  // Another program may have changed the autostart entry since the page last showed.
+  if (settingsShown && !p.settingsShown) stores_.launchAtLogin.refreshStatus();
+  // A recording swallows every key of the application; it ends with its page.
+  if (!settingsShown && p.recordingRow) p.recording.cancel();
+  p.settingsShown = settingsShown;
   refreshAuth();
   refreshSession();
   refreshPermissions();
   refreshHome();
   refreshSettings();
+  refreshMembershipCard();
+  // The model asks for the membership card when the pricing page did not open.
+  if (std::exchange(p.membershipFocusRequestID, model_.membershipFocusRequestID()) !=
+          model_.membershipFocusRequestID() &&
+      settingsShown) {
+    p.settingsPage->ensureWidgetVisible(p.membershipCard);
+    p.cardPurchase->setFocus();
+  }
 
   for (std::size_t i = 0; i < kTabs.size(); ++i) {
     p.tabs[i]->setText(loc(tabKey(kTabs[i])));
@@ -782,14 +1130,10 @@ void MainWindow::refreshPermissions() {
   QString hint;
   if (auto line = permissionSetupHint(model_)) {
     hint = line->error ? sessionErrorText(*line->error) : loc(line->key);
-    p.permissionHint->setProperty("role",
-                                  line->identifier == std::string_view("permission-setup-hint")
-                                      ? QStringLiteral("secondary")
-                                      : QStringLiteral("error"));
+    setRole(p.permissionHint,
+            line->identifier == std::string_view("permission-setup-hint") ? "secondary" : "error");
   }
   showMessage(p.permissionHint, hint);
-  p.permissionHint->style()->unpolish(p.permissionHint);
-  p.permissionHint->style()->polish(p.permissionHint);
   name(p.permissionHint, hint);
   p.start->setText(model_.isStartingTranslation() ? loc("permission.setup.starting")
                                                   : loc("permission.setup.start"));
@@ -807,11 +1151,7 @@ void MainWindow::refreshHome() {
   p.limitCaption->setText(loc("home.quota.limit"));
 
   const auto& status = stores_.membership.status();
-  if (!status) {
-    p.plan->setText(loc("home.plan.unknown"));
-  } else {
-    p.plan->setText(loc("home.plan").arg(loc(planKey(status->plan.code))));
-  }
+  p.plan->setText(planText(status));
   const bool metered = status && status->quota.mode == MembershipQuotaMode::metered;
   const auto figure = [](const std::optional<int64_t>& value) {
     return value ? QString::number(*value) : QStringLiteral("–");
@@ -851,7 +1191,12 @@ void MainWindow::applyTheme() {
           "QWidget { color: %2; font-size: 14px; }"
           "QStackedWidget, #auth-page, #session-page, #permission-page, #home-page, "
           "#vocabulary-page,"
-          " #review-page, #settings-page { background: %1; }"
+          " #review-page, #settings-page, #settings-content { background: %1; }"
+          "QScrollArea { border: none; }"
+          "QScrollBar:vertical { background: transparent; width: 10px; margin: 2px; }"
+          "QScrollBar::handle:vertical { background: %8; border-radius: 3px; min-height: 32px; }"
+          "QScrollBar::add-line:vertical, QScrollBar::sub-line:vertical { height: 0; }"
+          "QScrollBar::add-page:vertical, QScrollBar::sub-page:vertical { background: none; }"
           "#sidebar { background: %3; border-right: 1px solid %4; }"
           "QLabel[role=\"title\"] { font-size: 22px; font-weight: 600; }"
           "QLabel[role=\"heading\"] { font-size: 15px; font-weight: 600; }"
@@ -874,7 +1219,7 @@ void MainWindow::applyTheme() {
           "QPushButton { background: %7; border: 1px solid %8; border-radius: 6px;"
           " padding: 6px 14px; }"
           "QPushButton:hover { background: %11; }"
-          "QPushButton:focus { border: 2px solid %10; padding: 5px 13px; }"
+          "QPushButton:focus { border: 2px solid %10; padding: 5px 13px; outline: none; }"
           "QPushButton:disabled { color: %5; }"
           "QPushButton[role=\"primary\"] { background: %10; color: %12; border: none;"
           " padding: 8px 14px; font-weight: 600; }"
@@ -887,6 +1232,17 @@ void MainWindow::applyTheme() {
           " padding: 8px 12px; border-radius: 6px; }"
           "QPushButton[role=\"tab\"]:checked { background: %11; font-weight: 600; }"
           "QPushButton[role=\"tab\"]:focus { border: 1px solid %10; padding: 7px 11px; }"
+          "QLabel[role=\"binding\"] { font-weight: 600; }"
+          "QLabel[role=\"listening\"] { color: %10; font-weight: 600; }"
+          "QCheckBox { spacing: 10px; }"
+          "QCheckBox::indicator { width: 16px; height: 16px; background: %7;"
+          " border: 1px solid %8; border-radius: 4px; }"
+          "QCheckBox::indicator:checked { background: %10; border-color: %10;"
+          " image: url(:/icons/checkbox-%13.svg); }"
+          "QCheckBox::indicator:disabled { background: %8; }"
+          "QCheckBox:focus { outline: none; }"
+          "QCheckBox::indicator:focus { border: 2px solid %10; width: 14px; height: 14px; }"
+          "QCheckBox::indicator:checked:focus { border: 2px solid %2; }"
           "QProgressBar { background: %8; border: none; border-radius: 4px; }"
           "QProgressBar::chunk { background: %10; border-radius: 4px; }")
           .arg(theme.background.name(), theme.primaryText.name(), sidebar, rgba(theme.border),
@@ -894,7 +1250,8 @@ void MainWindow::applyTheme() {
                theme.selection.name())
           .arg(theme.accent.name(), rgba(theme.controlPressed),
                // Light text on the light theme's deep blue, dark on the dark theme's pale one.
-               dark ? theme.background.name() : QStringLiteral("#FFFFFF")));
+               dark ? theme.background.name() : QStringLiteral("#FFFFFF"),
+               dark ? QStringLiteral("dark") : QStringLiteral("light")));
 }
 
 }  // namespace trelvis

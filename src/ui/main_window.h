@@ -7,8 +7,11 @@
 // network, that state; while the permission gate is up, the permission setup
 // page; otherwise a sidebar of pages (home, vocabulary, review, settings) bound
 // to the model's selected tab. The home page shows the account and the plan from
-// MembershipStatusStore with the free plan's quota meter; the settings page the
-// target language, the appearance and the application's language.
+// MembershipStatusStore with the free plan's quota meter. The settings page holds
+// the target languages, the appearance, the application's language, the English
+// accent and pronunciation autoplay, launch at login, the four shortcuts with
+// their recorder (one recording at a time, cancelled by a second click, Escape,
+// or leaving the page), and the membership card with the link to the plans.
 //
 // It follows the model and the stores synchronously on their `changed` signals
 // and writes what the user types straight into the model's fields. Texts come
@@ -18,7 +21,9 @@
 
 #include <QWidget>
 
+#include <cstddef>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "base/signal.h"
@@ -28,9 +33,14 @@ namespace trelvis {
 class AppLanguageStore;
 class Executor;
 class AppearanceStore;
+class EnglishPronunciationStore;
+class LaunchAtLoginControlling;
 class Localization;
 class MainWindowModel;
 class MembershipStatusStore;
+class PronunciationSettingsStore;
+class SecondaryTargetLanguageStore;
+class ShortcutController;
 class TargetLanguageStore;
 
 class MainWindow final : public QWidget {
@@ -42,6 +52,12 @@ class MainWindow final : public QWidget {
     AppLanguageStore& appLanguage;
     TargetLanguageStore& targetLanguage;
     Localization& localization;
+    SecondaryTargetLanguageStore& secondaryTargetLanguage;
+    EnglishPronunciationStore& englishPronunciation;
+    PronunciationSettingsStore& pronunciationSettings;
+    LaunchAtLoginControlling& launchAtLogin;
+    // Runs the recordings; lives on `mainExecutor`.
+    ShortcutController& shortcuts;
   };
 
   // `mainExecutor` runs the permission polling while the setup page shows.
@@ -61,6 +77,10 @@ class MainWindow final : public QWidget {
   void refreshPermissions();
   void refreshHome();
   void refreshSettings();
+  void refreshShortcuts();
+  void refreshMembershipCard();
+  void toggleRecording(std::size_t row);
+  void finishRecording(std::size_t row, std::string failureKey);
   void applyTheme();
   void followPermissionsWhile(bool shown);
 

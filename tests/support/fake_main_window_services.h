@@ -78,7 +78,7 @@ class FakeTutorial final : public TutorialProgressReloading, LogsCalls {
   void reloadRegistrationProgress() override { log_.add("tutorial reload"); }
 };
 
-// `enable` turns an `off` status on unless `enableFails`.
+// `enable` turns the status on unless `enableFails`; `disable` turns `on` off.
 class FakeLaunchAtLogin final : public LaunchAtLoginControlling, LogsCalls {
  public:
   using LogsCalls::LogsCalls;
@@ -87,6 +87,10 @@ class FakeLaunchAtLogin final : public LaunchAtLoginControlling, LogsCalls {
   void enable() override {
     log_.add("launch at login enable");
     if (!enableFails) current = LaunchAtLoginStatus::on;
+  }
+  void disable() override {
+    log_.add("launch at login disable");
+    if (current == LaunchAtLoginStatus::on) current = LaunchAtLoginStatus::off;
   }
 
   LaunchAtLoginStatus current = LaunchAtLoginStatus::off;

@@ -1,6 +1,7 @@
 // The main window over the real model and session coordinator (auth client over
-// a scripted transport) on virtual time, with fakes of the model's other parts
-// and the real membership store.
+// a scripted transport) on virtual time, with fakes of the model's other parts,
+// the real membership store, and the real shortcut controller reading the
+// window's keys through the application's event filter.
 
 #include "ui/main_window.h"
 
@@ -8,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QCheckBox>
 #include <QComboBox>
 #include <QDir>
 #include <QImage>
@@ -16,7 +18,9 @@
 #include <QLineEdit>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QScrollArea>
 #include <QStackedWidget>
+#include <QTest>
 
 #include <memory>
 #include <string>
@@ -30,15 +34,24 @@
 #include "core/membership/membership_status_store.h"
 #include "core/prefs/app_language_store.h"
 #include "core/prefs/appearance_store.h"
+#include "core/prefs/english_pronunciation_store.h"
 #include "core/prefs/in_memory_preference_store.h"
+#include "core/prefs/pronunciation_settings_store.h"
+#include "core/prefs/secondary_target_language_store.h"
 #include "core/prefs/setup_completion_store.h"
 #include "core/prefs/sign_in_history_store.h"
 #include "core/prefs/target_language_store.h"
+#include "core/triggers/shortcut_controller.h"
+#include "support/command_tap_monitors.h"
+#include "support/fake_command_event_tap.h"
+#include "support/fake_hot_key_registrar.h"
 #include "support/fake_http_transport.h"
+#include "support/fake_input_environment.h"
 #include "support/fake_main_window_services.h"
 #include "support/in_memory_refresh_token_store.h"
 #include "support/main_window_model_harness.h"
 #include "ui/localization.h"
+#include "ui/qt_local_event_monitor.h"
 #include "ui/qt_test_application.h"
 
 namespace trelvis {
@@ -64,13 +77,25 @@ class UnusedMembershipService final : public MembershipStatusServing {
 class MainWindowTest : public ::testing::Test, public testing::MainWindowModelHarness {
  protected:
   MainWindowTest() {
+    shortcuts = std::make_shared<ShortcutController>(
+        main, bindings, testing::commandTapMonitorsOver(accessibility, tap, scheduler),
+        ShortcutController::Platform{accessibility, hotKeys, keys, pointer, frontmost, scheduler,
+                                     [] {
+                                       return false;
+                                     }});
+    shortcuts->start();
     window = std::make_unique<MainWindow>(
-        *model, main, MainWindow::Stores{*membershipStatus, appearance, languages, target, localization});
+        *model, main,
+        MainWindow::Stores{*membershipStatus, appearance, languages, target, localization,
+                           secondaryTarget, accent, pronunciation, *launchAtLogin, *shortcuts});
     window->resize(860, 600);
     window->show();
   }
 
-  ~MainWindowTest() override { window.reset(); }
+  ~MainWindowTest() override {
+    window.reset();
+    shortcuts->stop();
+  }
 
   void start(bool signedIn) {
     if (signedIn) {
@@ -83,7 +108,6 @@ class MainWindowTest : public ::testing::Test, public testing::MainWindowModelHa
     if (signedIn) reply(200, pairReply(kAda));
     QtTestApplication::settle();
   }
-
 
   template <class T = QLabel>
   T* part(const char* identifier) {
@@ -112,6 +136,17 @@ class MainWindowTest : public ::testing::Test, public testing::MainWindowModelHa
   QWidget* shownPage() {
     auto* root = window->findChildren<QStackedWidget*>().value(0);
     return root ? root->currentWidget() : nullptr;
+  }
+
+  // A key with modifiers, pressed and released at the window as the keyboard would.
+  void press(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
+    QTest::keyClick(window->windowHandle(), key, modifiers);
+    scheduler.runUntilIdle();
+  }
+
+  void scrollTo(const char* identifier) {
+    part<QScrollArea>("settings-page")->ensureWidgetVisible(part<QWidget>(identifier));
+    QtTestApplication::settle();
   }
 
   void applyFreeStatus(int used, int limit) {
@@ -157,6 +192,17 @@ class MainWindowTest : public ::testing::Test, public testing::MainWindowModelHa
                              [] {
                                return false;
                              }};
+  SecondaryTargetLanguageStore secondaryTarget{defaults};
+  EnglishPronunciationStore accent{defaults};
+  PronunciationSettingsStore pronunciation{defaults};
+  ShortcutBindingStore bindings{defaults};
+  FakeAccessibilityPermission accessibility;
+  FakeCommandEventTap tap;
+  FakeHotKeyRegistrar hotKeys;
+  QtLocalEventMonitor keys;
+  FakePointerLocator pointer;
+  FakeFrontmostApplication frontmost;
+  std::shared_ptr<ShortcutController> shortcuts;
   std::unique_ptr<MainWindow> window;
 };
 
@@ -381,11 +427,54 @@ TEST_F(MainWindowTest, TheSettingsPageWritesTheStoresAndRetranslatesTheWindow) {
   target.setCode("de");
   EXPECT_EQ(targetBox->currentText(), "Deutsch");
 
+  // The second language may be none; the accent and autoplay write their stores.
+  auto* secondaryBox = part<QComboBox>("settings-secondary-language");
+  EXPECT_EQ(secondaryBox->currentText(), "None");
+  Q_EMIT secondaryBox->activated(secondaryBox->findText(QStringLiteral("Español")));
+  EXPECT_EQ(secondaryTarget.code(), "es");
+  Q_EMIT secondaryBox->activated(0);
+  EXPECT_EQ(secondaryTarget.code(), std::nullopt);
+  secondaryTarget.save("ko");
+  EXPECT_EQ(secondaryBox->currentText(), "한국어");
+  auto* accentBox = part<QComboBox>("settings-english-accent");
+  EXPECT_EQ(accentBox->currentText(), "American");
+  Q_EMIT accentBox->activated(accentBox->findText(QStringLiteral("British")));
+  EXPECT_EQ(accent.accent(), EnglishPronunciationAccent::british);
+  auto* autoplay = part<QCheckBox>("settings-autoplay");
+  EXPECT_FALSE(autoplay->isChecked());
+  autoplay->click();
+  EXPECT_TRUE(pronunciation.autoplayEnabled());
+  pronunciation.setAutoplayEnabled(false);
+  EXPECT_FALSE(autoplay->isChecked());
+
+  // The keyboard reaches every control in reading order, each named for
+  // assistive technology.
+  window->activateWindow();
+  ASSERT_TRUE(QtTestApplication::runUntil([&] { return window->isActiveWindow(); }));
+  targetBox->setFocus();
+  std::vector<std::string> order;
+  for (int i = 0; i < 12; ++i) {
+    QWidget* focused = QApplication::focusWidget();
+    order.push_back(focused->objectName().toStdString());
+    EXPECT_FALSE(focused->accessibleName().isEmpty()) << order.back();
+    QTest::keyClick(focused, Qt::Key_Tab);
+  }
+  EXPECT_EQ(order,
+            (std::vector<std::string>{
+                "settings-target-language", "settings-secondary-language", "settings-appearance",
+                "settings-app-language", "settings-english-accent", "settings-autoplay",
+                "settings-launch-at-login", "settings-shortcut-lookup-record",
+                "settings-shortcut-region-record", "settings-shortcut-select-record",
+                "settings-shortcut-input-record", "settings-membership-purchase"}));
+
   Q_EMIT appearanceBox->activated(1);
   EXPECT_EQ(appearance.mode(), AppearanceMode::dark);
   appearance.setMode(AppearanceMode::light);
   EXPECT_EQ(appearanceBox->currentIndex(), 0);
+  scrollTo("settings-title");
   screenshot("settings");
+  scrollTo("settings-membership");
+  screenshot("settings-lower");
 
   Q_EMIT languageBox->activated(2);
   QtTestApplication::settle();
@@ -394,11 +483,162 @@ TEST_F(MainWindowTest, TheSettingsPageWritesTheStoresAndRetranslatesTheWindow) {
   EXPECT_EQ(text("settings-appearance-label"), "外观");
   EXPECT_EQ(appearanceBox->itemText(1), "深色");
   EXPECT_EQ(languageBox->currentIndex(), 2);
+  EXPECT_EQ(secondaryBox->itemText(0), "无");
+  EXPECT_EQ(accentBox->currentText(), "英式");
+  EXPECT_EQ(buttonText("settings-shortcut-select-record"), "录制");
+  scrollTo("settings-title");
   screenshot("settings-chinese");
+  scrollTo("settings-membership");
+  screenshot("settings-lower-chinese");
   click("tab-home");
   applyFreeStatus(3, 50);
   EXPECT_EQ(text("home-quota-text"), "已使用 3 / 50 次免费翻译");
   screenshot("home-chinese");
+}
+
+// The switch follows the service's status after each click; one that cannot
+// work is disabled with its reason.
+TEST_F(MainWindowTest, TheLaunchAtLoginSwitchFollowsTheServicesStatus) {
+  permissions->grantAll();
+  setup.markCompleted();
+  start(true);
+  launchAtLogin->current = LaunchAtLoginStatus::on;  // changed while the page was away
+  click("tab-settings");
+  auto* launch = part<QCheckBox>("settings-launch-at-login");
+  EXPECT_TRUE(launch->isChecked());
+  EXPECT_FALSE(shows("settings-launch-at-login-note"));
+
+  struct Case {
+    bool enableFails;
+    const char* call;
+    bool checked;
+  } cases[] = {
+      {false, "launch at login disable", false},
+      {false, "launch at login enable", true},
+      {false, "launch at login disable", false},
+      {true, "launch at login enable", false},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.call);
+    launchAtLogin->enableFails = c.enableFails;
+    log.take();
+    launch->click();
+    EXPECT_EQ(log.take(), std::vector<std::string>{c.call});
+    EXPECT_EQ(launch->isChecked(), c.checked);
+  }
+
+  // Each showing of the page reads the status again.
+  launchAtLogin->current = LaunchAtLoginStatus::unavailable;
+  click("tab-home");
+  log.take();
+  click("tab-settings");
+  EXPECT_EQ(log.take(), std::vector<std::string>{"launch at login refresh"});
+  EXPECT_FALSE(launch->isEnabled());
+  EXPECT_FALSE(launch->isChecked());
+  EXPECT_TRUE(shows("settings-launch-at-login-note"));
+  EXPECT_EQ(launch->accessibleDescription(), text("settings-launch-at-login-note"));
+}
+
+// Record, then a key combination at the window: the controller's answer shows in
+// the row and a new binding reaches the store. Escape and a second click cancel.
+TEST_F(MainWindowTest, TheRecorderTakesTheNextKeysAtTheWindow) {
+  permissions->grantAll();
+  setup.markCompleted();
+  start(true);
+  click("tab-settings");
+  EXPECT_EQ(text("settings-shortcut-select-binding"), "⌥S");
+  EXPECT_EQ(text("settings-shortcut-lookup-binding"), "Alt");
+
+  constexpr uint32_t kControlOption = 0x1000 | 0x800;
+  constexpr uint16_t kT = 17;
+  struct Case {
+    const char* row;
+    Qt::Key key;
+    Qt::KeyboardModifiers modifiers;
+    bool takenByOthers;
+    const char* binding;  // shown afterwards
+    const char* message;  // shown afterwards, or "" for none
+  } cases[] = {
+      {"select", Qt::Key_T, Qt::ControlModifier | Qt::AltModifier, true, "⌥S",
+       "Another application already uses this shortcut."},
+      {"select", Qt::Key_T, Qt::ControlModifier | Qt::AltModifier, false, "⌥⌃T", ""},
+      {"region", Qt::Key_K, Qt::NoModifier, false, "Alt",
+       "The area shortcut must be a single modifier key."},
+      {"input", Qt::Key_T, Qt::ControlModifier | Qt::AltModifier, false, "⌥I",
+       "Another translation already uses this shortcut."},
+      {"input", Qt::Key_Escape, Qt::NoModifier, false, "⌥I", ""},
+      {"select", Qt::Key_Delete, Qt::NoModifier, false, "⌥S", ""},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(std::string(c.row) + " " + c.binding);
+    const std::string row = std::string("settings-shortcut-") + c.row;
+    hotKeys.takenByOthers.clear();
+    if (c.takenByOthers) hotKeys.takenByOthers.insert({kT, kControlOption});
+    click((row + "-record").c_str());
+    EXPECT_TRUE(shortcuts->isRecording());
+    EXPECT_EQ(text((row + "-binding").c_str()), "Listening…");
+    EXPECT_EQ(buttonText((row + "-record").c_str()), "Cancel");
+    EXPECT_FALSE(part<QPushButton>("settings-shortcut-lookup-record")->isEnabled())
+        << "one recording at a time";
+    press(c.key, c.modifiers);
+    EXPECT_FALSE(shortcuts->isRecording());
+    EXPECT_EQ(text((row + "-binding").c_str()), c.binding);
+    EXPECT_EQ(buttonText((row + "-record").c_str()), "Record");
+    EXPECT_EQ(shows((row + "-message").c_str()), *c.message != 0);
+    if (*c.message) EXPECT_EQ(text((row + "-message").c_str()), c.message);
+    EXPECT_TRUE(part<QPushButton>("settings-shortcut-lookup-record")->isEnabled());
+    if (std::string(c.binding) == "⌥⌃T") {
+      const ShortcutBinding saved = bindings.binding(ShortcutActionId::selectTranslate);
+      EXPECT_EQ(saved.kind, ShortcutBindingKind::keyCombo);
+      EXPECT_EQ(saved.keyCode, kT);
+      EXPECT_EQ(saved.modifiers, kControlOption);
+    }
+  }
+  EXPECT_EQ(bindings.binding(ShortcutActionId::selectTranslate),
+            ShortcutBindingStore::defaultBinding(ShortcutActionId::selectTranslate))
+      << "Delete restored the default";
+
+  // A second click, or leaving the page, ends a recording; the keys go back to the window.
+  click("settings-shortcut-input-record");
+  scrollTo("settings-membership");
+  screenshot("settings-recording");
+  click("settings-shortcut-input-record");
+  EXPECT_FALSE(shortcuts->isRecording());
+  EXPECT_EQ(text("settings-shortcut-input-binding"), "⌥I");
+  EXPECT_FALSE(shows("settings-shortcut-input-message"));
+  click("settings-shortcut-input-record");
+  click("tab-home");
+  EXPECT_FALSE(shortcuts->isRecording());
+  click("tab-settings");
+  EXPECT_EQ(buttonText("settings-shortcut-input-record"), "Record");
+  // The window may go while a recording runs.
+  click("settings-shortcut-input-record");
+}
+
+// The membership card: the plan, the free figures, and the link to the plans,
+// whose failure to open shows on the card.
+TEST_F(MainWindowTest, TheMembershipCardLinksToThePlans) {
+  permissions->grantAll();
+  setup.markCompleted();
+  start(true);
+  click("tab-settings");
+  EXPECT_EQ(text("settings-membership-plan"), "Loading your plan…");
+  EXPECT_FALSE(shows("settings-membership-usage"));
+  applyFreeStatus(37, 50);
+  EXPECT_EQ(text("settings-membership-plan"), "Plan: Free");
+  EXPECT_EQ(text("settings-membership-usage"), "37 of 50 free translations used");
+
+  purchaseOpens = false;
+  click("tab-home");
+  click("settings-membership-purchase");
+  EXPECT_EQ(model->selectedTab(), MainTab::settings) << "the card is brought forward";
+  EXPECT_TRUE(shows("settings-membership-purchase-failed"));
+  EXPECT_EQ(window->focusWidget(), part<QWidget>("settings-membership-purchase"));
+  scrollTo("settings-membership");
+  screenshot("settings-membership-failed");
+  purchaseOpens = true;
+  click("settings-membership-purchase");
+  EXPECT_FALSE(shows("settings-membership-purchase-failed"));
 }
 
 }  // namespace

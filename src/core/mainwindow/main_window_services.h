@@ -69,8 +69,9 @@ class LaunchAtLoginControlling {
   virtual ~LaunchAtLoginControlling() = default;
   virtual void refreshStatus() = 0;
   virtual LaunchAtLoginStatus status() const = 0;
-  // Tries to turn it on; the status tells whether that worked.
+  // Tries to turn it on, or off; the status tells whether that worked.
   virtual void enable() = 0;
+  virtual void disable() = 0;
 };
 
 // The shortcut controller's side the window touches: the focus of a text field,

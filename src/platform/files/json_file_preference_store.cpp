@@ -2,9 +2,9 @@
 
 #include "base/json_decode.h"
 #include "base/log.h"
+#include "platform/files/atomic_file.h"
 
 #include <fcntl.h>
-#include <pwd.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -26,44 +26,10 @@ namespace fs = std::filesystem;
 const LogCategory kLog("preferences");
 
 constexpr std::string_view kLockSuffix = ".lock";
-constexpr std::string_view kTemporaryInfix = ".tmp-";
 constexpr std::string_view kCorruptInfix = ".corrupt-";
 
 std::string errorText(int error) {
   return std::system_category().message(error);
-}
-
-// Creates `directory` and its missing parents, each with mode 0700.
-bool createDirectories(const fs::path& directory) {
-  fs::path current;
-  for (const fs::path& part : directory) {
-    current /= part;
-    struct stat status {};
-    if (::stat(current.c_str(), &status) == 0) continue;
-    if (::mkdir(current.c_str(), 0700) != 0 && errno != EEXIST) {
-      kLog.error("could not create the preferences directory {}: {}", current.string(),
-                 errorText(errno));
-      return false;
-    }
-  }
-  std::error_code error;
-  if (!fs::is_directory(directory, error)) {
-    kLog.error("the preferences directory {} is not a directory", directory.string());
-    return false;
-  }
-  return true;
-}
-
-bool writeAll(int fd, std::string_view data) {
-  while (!data.empty()) {
-    const ssize_t written = ::write(fd, data.data(), data.size());
-    if (written < 0) {
-      if (errno == EINTR) continue;
-      return false;
-    }
-    data.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return true;
 }
 
 // Nothing for a JSON null, which no preference holds; nulls inside arrays and
@@ -166,7 +132,7 @@ JsonFilePreferenceStore::JsonFilePreferenceStore(fs::path directory, WallClock w
       filePath_(directory_ / kFileName),
       wallClock_(wallClock ? std::move(wallClock)
                            : [] { return std::chrono::system_clock::now(); }) {
-  if (!createDirectories(directory_)) return;
+  if (!createDirectories(directory_, 0700, kLog)) return;
   const std::string lockPath = filePath_.string() + std::string(kLockSuffix);
   lockFd_ = ::open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
   if (lockFd_ < 0) {
@@ -182,23 +148,7 @@ JsonFilePreferenceStore::~JsonFilePreferenceStore() {
 }
 
 fs::path JsonFilePreferenceStore::defaultDirectory(const EnvironmentLookup& environment) {
-  if (const std::optional<std::string> config = environment("XDG_CONFIG_HOME");
-      config && fs::path(*config).is_absolute()) {
-    return fs::path(*config) / "trelvis";
-  }
-  fs::path home;
-  if (const std::optional<std::string> value = environment("HOME"); value && !value->empty()) {
-    home = *value;
-  } else {
-    std::vector<char> buffer(16384);
-    passwd entry{};
-    passwd* found = nullptr;
-    if (::getpwuid_r(::getuid(), &entry, buffer.data(), buffer.size(), &found) == 0 && found &&
-        found->pw_dir) {
-      home = found->pw_dir;
-    }
-  }
-  return home / ".config" / "trelvis";
+  return xdgConfigHome(environment) / "trelvis";
 }
 
 std::optional<PreferenceValue> JsonFilePreferenceStore::value(std::string_view key) const {
@@ -323,40 +273,13 @@ JsonFilePreferenceStore::DiskState JsonFilePreferenceStore::moveAside(
 
 bool JsonFilePreferenceStore::save(const PreferenceValue::Dictionary& values) const {
   const std::optional<std::string> text = encodeFile(values);
-  if (!text) return false;
-  std::string temporary = filePath_.string() + std::string(kTemporaryInfix) + "XXXXXX";
-  const int fd = ::mkostemp(temporary.data(), O_CLOEXEC);
-  if (fd < 0) {
-    kLog.error("could not save the preferences in {}: {}", directory_.string(), errorText(errno));
-    return false;
-  }
-  bool written = writeAll(fd, *text) && ::fsync(fd) == 0;
-  int error = errno;
-  if (::close(fd) != 0 && written) {
-    written = false;
-    error = errno;
-  }
-  if (!written || ::rename(temporary.c_str(), filePath_.c_str()) != 0) {
-    if (written) error = errno;
-    ::unlink(temporary.c_str());
-    kLog.error("could not save the preferences file {}: {}", filePath_.string(), errorText(error));
-    return false;
-  }
-  // Makes the rename itself durable; without it a crash could bring back the
-  // previous version.
-  const int directoryFd = ::open(directory_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (directoryFd < 0 || ::fsync(directoryFd) != 0) {
-    kLog.warning("could not flush the preferences directory {}: {}", directory_.string(),
-                 errorText(errno));
-  }
-  if (directoryFd >= 0) ::close(directoryFd);
-  return true;
+  return text && writeFileAtomically(filePath_, *text, 0600, kLog);
 }
 
 void JsonFilePreferenceStore::removeStaleTemporaryFiles() const {
   // Called under the lock: no other writer is between its temporary file and the
   // rename, so any temporary file left is from a writer that died.
-  const std::string prefix = std::string(kFileName) + std::string(kTemporaryInfix);
+  const std::string prefix = std::string(kFileName) + std::string(kAtomicWriteTemporaryInfix);
   std::error_code error;
   for (fs::directory_iterator it(directory_, error); !error && it != fs::directory_iterator();
        it.increment(error)) {

@@ -9,6 +9,7 @@
 #include "base/async/test_scheduler.h"
 #include "core/prefs/in_memory_preference_store.h"
 #include "core/triggers/trigger_steps.h"
+#include "support/command_tap_monitors.h"
 #include "support/fake_command_event_tap.h"
 #include "support/fake_hot_key_registrar.h"
 #include "support/fake_input_environment.h"
@@ -55,13 +56,7 @@ class ShortcutControllerTest : public ::testing::Test {
 
   void makeController() {
     controller_ = std::make_shared<ShortcutController>(
-        main_, store_,
-        [this](std::optional<ShortcutBinding> lookup, std::optional<ShortcutBinding> region,
-               CommandTapMonitor::OnTrigger onTrigger,
-               CommandTapMonitor::OnRegionSelection onRegion) {
-          return std::make_shared<CommandTapMonitor>(permission_, tap_, scheduler_, lookup, region,
-                                                     std::move(onTrigger), std::move(onRegion));
-        },
+        main_, store_, testing::commandTapMonitorsOver(permission_, tap_, scheduler_),
         ShortcutController::Platform{permission_, hotKeys_, localEvents_, pointer_, frontmost_,
                                      scheduler_, [this] {
                                        return applicationActive_;

@@ -19,6 +19,7 @@
 #include "platform/x11/x11_hot_key_registrar.h"
 #include "platform/x11/x11_pointer_locator.h"
 #include "platform/x11/x11_test_display.h"
+#include "support/command_tap_monitors.h"
 #include "support/fake_local_event_monitor.h"
 
 namespace trelvis {
@@ -32,13 +33,7 @@ class X11TriggerIntegrationTest : public ::testing::Test {
     ASSERT_FALSE(server_.displayName().empty());
     ASSERT_TRUE(permission_.isProcessTrusted());
     controller_ = std::make_shared<ShortcutController>(
-        main_, store_,
-        [this](std::optional<ShortcutBinding> lookup, std::optional<ShortcutBinding> region,
-               CommandTapMonitor::OnTrigger onTrigger,
-               CommandTapMonitor::OnRegionSelection onRegion) {
-          return std::make_shared<CommandTapMonitor>(permission_, tap_, clock_, lookup, region,
-                                                     std::move(onTrigger), std::move(onRegion));
-        },
+        main_, store_, testing::commandTapMonitorsOver(permission_, tap_, clock_),
         ShortcutController::Platform{permission_, hotKeys_, localEvents_, pointer_, frontmost_,
                                      clock_, [] {
                                        return false;
