@@ -29,14 +29,6 @@ class CoordinatedSystemPermissions final : public SystemPermissionProviding {
   SystemPermissionCoordinator& coordinator_;
 };
 
-// Until launch at login is built.
-class UnavailableLaunchAtLogin final : public LaunchAtLoginControlling {
- public:
-  void refreshStatus() override {}
-  LaunchAtLoginStatus status() const override { return LaunchAtLoginStatus::unavailable; }
-  void enable() override {}
-};
-
 // The learning pages and the home activity while they are not part of this
 // build: nothing to load, reset or count; their pages say they are coming.
 class AbsentLearningPages final : public HomeActivityStoring,

@@ -34,6 +34,7 @@
 #include "core/triggers/shared_command_event_tap.h"
 #include "platform/curl/curl_http_transport.h"
 #include "platform/files/json_file_preference_store.h"
+#include "platform/files/xdg_autostart_launch_at_login.h"
 #include "platform/jpeg/turbo_jpeg_encoder.h"
 #include "platform/secret/secret_service_refresh_token_store.h"
 #include "platform/x11/x11_accessibility_permission.h"
@@ -104,6 +105,8 @@ struct DesktopApplication::Parts {
       std::make_shared<HomeSummaryAPIClient>(pool.makeSequencedExecutor(), auth, transport,
                                              effectiveBaseURL(environment)),
       AccountSummaryStore::systemTime);
+  std::shared_ptr<XdgAutostartLaunchAtLogin> launchAtLogin =
+      std::make_shared<XdgAutostartLaunchAtLogin>(environment);
   X11SystemPermissionProbe permissionProbe;
   SystemPermissionCoordinator permissionCoordinator{preferences, permissionProbe.systemCalls()};
 
@@ -132,8 +135,6 @@ struct DesktopApplication::Parts {
       std::make_shared<SilentPronunciationPlayback>();
   AbsentSelectCardModel selectCard;
   std::shared_ptr<AbsentLearningPages> learning = std::make_shared<AbsentLearningPages>();
-  std::shared_ptr<UnavailableLaunchAtLogin> launchAtLogin =
-      std::make_shared<UnavailableLaunchAtLogin>();
 
   // Made by the environment, which it gates.
   std::shared_ptr<MainWindowModel> mainWindowModel;
@@ -239,7 +240,10 @@ DesktopApplication::DesktopApplication(Options options)
   p.mainWindow = std::make_unique<MainWindow>(
       *p.mainWindowModel, p.main,
       MainWindow::Stores{*p.membership, app.appearance(), app.appLanguageStore(),
-                         app.targetLanguageStore(), *p.localization});
+                         app.targetLanguageStore(), *p.localization,
+                         app.secondaryTargetLanguageStore(), app.englishPronunciationStore(),
+                         app.pronunciationSettings(), *p.launchAtLogin,
+                         app.shortcutController()});
   p.mainWindow->setWindowTitle(QStringLiteral("Trelvis"));
   p.app->mainWindowPresenter = [window = p.mainWindow.get()] {
     window->show();

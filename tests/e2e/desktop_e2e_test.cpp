@@ -216,6 +216,31 @@ TEST_F(DesktopEndToEndTest, ANewUserRegistersChoosesALanguageAndSignsBackIn) {
   EXPECT_TRUE(QtTestApplication::runUntil(
       [&] { return rig_.app().environment().targetLanguageStore().code() == "de"; }, 5s));
 
+  // A new lookup shortcut, recorded from real key presses, replaces the Alt tap.
+  rig_.click(*part("settings-shortcut-lookup-record"));
+  ASSERT_TRUE(rig_.app().environment().shortcutController().isRecording());
+  rig_.x().key(XK_Control_L, true);
+  rig_.x().key(XK_Alt_L, true);
+  rig_.x().tap(XK_t);
+  rig_.x().key(XK_Alt_L, false);
+  rig_.x().key(XK_Control_L, false);
+  ASSERT_TRUE(QtTestApplication::runUntil(
+      [&] { return !rig_.app().environment().shortcutController().isRecording(); }, 5s));
+  EXPECT_EQ(text("settings-shortcut-lookup-binding"), QString::fromUtf8("⌥⌃T"));
+  Page page(QRect(760, 600, 400, 120), "garden");
+  tapAltAt(page.centreOf("garden"));
+  EXPECT_FALSE(QtTestApplication::runUntil(
+      [&] { return state().status != LookupStatus::idle; }, 1s))
+      << "the Alt tap no longer looks up";
+  rig_.x().key(XK_Control_L, true);
+  rig_.x().key(XK_Alt_L, true);
+  rig_.x().tap(XK_t);
+  rig_.x().key(XK_Alt_L, false);
+  rig_.x().key(XK_Control_L, false);
+  EXPECT_TRUE(QtTestApplication::runUntil(
+      [&] { return state().status != LookupStatus::idle; }, 5s))
+      << "the new shortcut looks up";
+
   rig_.click(*part("tab-home"));
   rig_.click(*part("home-sign-out"));
   ASSERT_TRUE(QtTestApplication::runUntil([&] { return !translating(); }, 10s));
