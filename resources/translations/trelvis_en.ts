@@ -147,6 +147,10 @@
         <source>Open Trelvis</source>
         <translation>Open Trelvis</translation>
     </message>
+    <message id="tray.openSettings">
+        <source>Settings…</source>
+        <translation>Settings…</translation>
+    </message>
     <message id="tray.quit">
         <source>Quit Trelvis</source>
         <translation>Quit Trelvis</translation>

@@ -147,6 +147,10 @@
         <source>Open Trelvis</source>
         <translation>打开 Trelvis</translation>
     </message>
+    <message id="tray.openSettings">
+        <source>Settings…</source>
+        <translation>设置…</translation>
+    </message>
     <message id="tray.quit">
         <source>Quit Trelvis</source>
         <translation>退出 Trelvis</translation>

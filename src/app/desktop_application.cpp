@@ -255,6 +255,9 @@ DesktopApplication::DesktopApplication(Options options)
   p.tray->onOpenMainWindow = [app = std::weak_ptr(p.app)] {
     if (const auto live = app.lock()) live->showMainWindow(std::nullopt);
   };
+  p.tray->onOpenSettings = [app = std::weak_ptr(p.app)] {
+    if (const auto live = app.lock()) live->showMainWindow(MainTab::settings);
+  };
   p.tray->onQuit = [] { QCoreApplication::quit(); };
 }
 

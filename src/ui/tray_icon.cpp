@@ -30,11 +30,16 @@ TrayIcon::TrayIcon(const QColor& iconColor)
       retranslator_(std::make_unique<Retranslator>(*this)) {
   openMainWindow_ = menu_->addAction(QString());
   openMainWindow_->setObjectName(QStringLiteral("tray-open-main-window"));
+  openSettings_ = menu_->addAction(QString());
+  openSettings_->setObjectName(QStringLiteral("tray-open-settings"));
   menu_->addSeparator();
   quit_ = menu_->addAction(QString());
   quit_->setObjectName(QStringLiteral("tray-quit"));
   QObject::connect(openMainWindow_, &QAction::triggered, menu_.get(), [this] {
     if (onOpenMainWindow) onOpenMainWindow();
+  });
+  QObject::connect(openSettings_, &QAction::triggered, menu_.get(), [this] {
+    if (onOpenSettings) onOpenSettings();
   });
   QObject::connect(quit_, &QAction::triggered, menu_.get(), [this] {
     if (onQuit) onQuit();
@@ -72,6 +77,10 @@ QAction& TrayIcon::openMainWindowAction() {
   return *openMainWindow_;
 }
 
+QAction& TrayIcon::openSettingsAction() {
+  return *openSettings_;
+}
+
 QAction& TrayIcon::quitAction() {
   return *quit_;
 }
@@ -91,6 +100,7 @@ QIcon TrayIcon::makeIcon(const QColor& color) {
 
 void TrayIcon::retranslate() {
   openMainWindow_->setText(Localization::text("tray.openMainWindow"));
+  openSettings_->setText(Localization::text("tray.openSettings"));
   quit_->setText(Localization::text("tray.quit"));
   tray_->setToolTip(Localization::text("tray.tooltip"));
 }

@@ -2,7 +2,7 @@
 
 // TrayIcon: the application's status icon (a StatusNotifierItem where the desktop
 // has a watcher for one, the older system tray otherwise) and its menu: open the
-// main window, quit. Features add their entries to menu() as they arrive. The
+// main window, open its settings, quit. Features add their entries to menu() as they arrive. The
 // composition root sets the callbacks. The menu retranslates itself when the
 // interface language changes. Main thread, with the QApplication.
 
@@ -31,11 +31,13 @@ class TrayIcon {
 
   QMenu& menu();
   QAction& openMainWindowAction();
+  QAction& openSettingsAction();
   QAction& quitAction();
   QSystemTrayIcon& systemTrayIcon();
 
   // A click on the icon itself opens the main window too.
   std::function<void()> onOpenMainWindow;
+  std::function<void()> onOpenSettings;
   std::function<void()> onQuit;
 
   // The icon, drawn at the sizes trays ask for.
@@ -48,6 +50,7 @@ class TrayIcon {
   std::unique_ptr<QMenu> menu_;
   std::unique_ptr<QSystemTrayIcon> tray_;
   QAction* openMainWindow_;
+  QAction* openSettings_;
   QAction* quit_;
   std::unique_ptr<Retranslator> retranslator_;
 };

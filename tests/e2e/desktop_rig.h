@@ -206,7 +206,9 @@ class DesktopRig {
     auto tokens = std::make_shared<InMemoryRefreshTokenStore>();
     if (refreshToken) tokens->saveRefreshToken(*refreshToken, kService, "refreshToken");
     app_ = std::make_unique<DesktopApplication>(DesktopApplication::Options{
-        environmentOf({{"TRELVIS_API_BASE_URL", baseUrl}}), preferences_, tokens});
+        environmentOf(
+            {{"TRELVIS_API_BASE_URL", baseUrl}, {"XDG_CONFIG_HOME", preferences_.string()}}),
+        preferences_, tokens});
     app_->start();
     if (!refreshToken) return;
     // The stored session is confirmed with the server before the triggers start.

@@ -33,19 +33,24 @@ TEST(TrayIconTest, OffersTheMainWindowAndQuitInTheInterfaceLanguage) {
   tray.onOpenMainWindow = [&] {
     calls.push_back("open");
   };
+  tray.onOpenSettings = [&] {
+    calls.push_back("settings");
+  };
   tray.onQuit = [&] {
     calls.push_back("quit");
   };
 
-  ASSERT_EQ(tray.menu().actions().size(), 3);  // with a separator between the two
+  ASSERT_EQ(tray.menu().actions().size(), 4);  // with a separator before quitting
   EXPECT_EQ(tray.openMainWindowAction().text(), "Open Trelvis");
+  EXPECT_EQ(tray.openSettingsAction().text(), "Settings…");
   EXPECT_EQ(tray.quitAction().text(), "Quit Trelvis");
   tray.openMainWindowAction().trigger();
+  tray.openSettingsAction().trigger();
   tray.quitAction().trigger();
   // A click on the icon opens the window; other activations leave it alone.
   Q_EMIT tray.systemTrayIcon().activated(QSystemTrayIcon::Trigger);
   Q_EMIT tray.systemTrayIcon().activated(QSystemTrayIcon::Context);
-  EXPECT_EQ(calls, (std::vector<std::string>{"open", "quit", "open"}));
+  EXPECT_EQ(calls, (std::vector<std::string>{"open", "settings", "quit", "open"}));
 
   languages.setPreference(AppLanguagePreference::simplifiedChinese);
   QtTestApplication::settle();
