@@ -599,6 +599,10 @@
         <source>Signing you in…</source>
         <translation>Signing you in…</translation>
     </message>
+    <message id="banner.offline">
+        <source>You are offline. Translation resumes when the network returns.</source>
+        <translation>You are offline. Translation resumes when the network returns.</translation>
+    </message>
     <message id="session.offline">
         <source>You are offline. Trelvis signs you back in when the network returns.</source>
         <translation>You are offline. Trelvis signs you back in when the network returns.</translation>

@@ -599,6 +599,10 @@
         <source>Signing you in…</source>
         <translation>正在登录…</translation>
     </message>
+    <message id="banner.offline">
+        <source>You are offline. Translation resumes when the network returns.</source>
+        <translation>网络已断开，恢复连接后即可继续翻译。</translation>
+    </message>
     <message id="session.offline">
         <source>You are offline. Trelvis signs you back in when the network returns.</source>
         <translation>当前处于离线状态，网络恢复后 Trelvis 会自动重新登录。</translation>

@@ -279,6 +279,7 @@ struct MainWindow::Parts {
   // The signed-in pages.
   QWidget* shell = nullptr;
   std::array<QPushButton*, 4> tabs{};
+  QLabel* connectionBanner = nullptr;
   QStackedWidget* pages = nullptr;
   QLabel* homeTitle = nullptr;
   QLabel* account = nullptr;
@@ -579,8 +580,16 @@ void MainWindow::build() {
   }
   sidebarColumn->addStretch(1);
   shellRow->addWidget(sidebar);
+  // The pages, under a line that says while the connection is lost.
+  auto* pageColumn = new QVBoxLayout();
+  pageColumn->setContentsMargins(0, 0, 0, 0);
+  pageColumn->setSpacing(0);
+  p.connectionBanner = makeLabel("connection-banner", p.shell, "error");
+  p.connectionBanner->setContentsMargins(32, 12, 32, 0);
+  pageColumn->addWidget(p.connectionBanner);
   p.pages = new QStackedWidget(p.shell);
-  shellRow->addWidget(p.pages, 1);
+  pageColumn->addWidget(p.pages, 1);
+  shellRow->addLayout(pageColumn, 1);
 
   auto* home = new QWidget(p.pages);
   home->setObjectName(QStringLiteral("home-page"));
@@ -962,6 +971,7 @@ void MainWindow::refresh() {
   p.settingsShown = settingsShown;
   refreshAuth();
   refreshSession();
+  refreshConnectionBanner();
   refreshPermissions();
   refreshHome();
   refreshSettings();
@@ -1111,6 +1121,17 @@ void MainWindow::refreshSession() {
   p.sessionRetry->setText(loc("session.retry"));
   name(p.sessionRetry, loc("session.retry"));
   p.sessionRetry->setVisible(model_.isSessionRecoveryPending());
+}
+
+void MainWindow::refreshConnectionBanner() {
+  auto& p = *parts_;
+  const std::optional<ConnectionIssue> issue = model_.connectionIssue();
+  p.connectionBanner->setVisible(issue.has_value());
+  if (!issue) return;
+  p.connectionBanner->setText(issue == ConnectionIssue::serviceUnavailable
+                                  ? loc("session.serviceUnavailable")
+                                  : loc("banner.offline"));
+  name(p.connectionBanner, p.connectionBanner->text());
 }
 
 void MainWindow::refreshPermissions() {

@@ -74,6 +74,7 @@ class MainWindow final : public QWidget {
   void build();
   void refreshAuth();
   void refreshSession();
+  void refreshConnectionBanner();
   void refreshPermissions();
   void refreshHome();
   void refreshSettings();

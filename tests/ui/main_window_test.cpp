@@ -376,7 +376,19 @@ TEST_F(MainWindowTest, TheHomePageShowsTheQuotaAndTheSidebarItsPages) {
   EXPECT_EQ(meter->maximum(), 50);
   EXPECT_EQ(meter->value(), 37);
   EXPECT_EQ(text("home-quota-text"), "37 of 50 free translations used");
+  EXPECT_FALSE(shows("connection-banner"));
   screenshot("home");
+  network->report(false);
+  QtTestApplication::settle();
+  EXPECT_TRUE(shows("home-page")) << "a lost connection keeps the user signed in";
+  EXPECT_EQ(text("connection-banner"),
+            "You are offline. Translation resumes when the network returns.");
+  screenshot("home-offline");
+  network->report(true);
+  scheduler.runUntilIdle();
+  reply(200, pairReply(kAda));  // the session is confirmed again
+  QtTestApplication::settle();
+  EXPECT_FALSE(shows("connection-banner"));
 
   struct Case {
     const char* tab;
