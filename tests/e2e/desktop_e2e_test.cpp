@@ -217,13 +217,16 @@ TEST_F(DesktopEndToEndTest, ANewUserRegistersChoosesALanguageAndSignsBackIn) {
       [&] { return rig_.app().environment().targetLanguageStore().code() == "de"; }, 5s));
 
   // A new lookup shortcut, recorded from real key presses, replaces the Alt tap.
+  const auto pressControlAltT = [&] {
+    rig_.x().key(XK_Control_L, true);
+    rig_.x().key(XK_Alt_L, true);
+    rig_.x().tap(XK_t);
+    rig_.x().key(XK_Alt_L, false);
+    rig_.x().key(XK_Control_L, false);
+  };
   rig_.click(*part("settings-shortcut-lookup-record"));
   ASSERT_TRUE(rig_.app().environment().shortcutController().isRecording());
-  rig_.x().key(XK_Control_L, true);
-  rig_.x().key(XK_Alt_L, true);
-  rig_.x().tap(XK_t);
-  rig_.x().key(XK_Alt_L, false);
-  rig_.x().key(XK_Control_L, false);
+  pressControlAltT();
   ASSERT_TRUE(QtTestApplication::runUntil(
       [&] { return !rig_.app().environment().shortcutController().isRecording(); }, 5s));
   EXPECT_EQ(text("settings-shortcut-lookup-binding"), QString::fromUtf8("⌥⌃T"));
@@ -232,11 +235,7 @@ TEST_F(DesktopEndToEndTest, ANewUserRegistersChoosesALanguageAndSignsBackIn) {
   EXPECT_FALSE(QtTestApplication::runUntil(
       [&] { return state().status != LookupStatus::idle; }, 1s))
       << "the Alt tap no longer looks up";
-  rig_.x().key(XK_Control_L, true);
-  rig_.x().key(XK_Alt_L, true);
-  rig_.x().tap(XK_t);
-  rig_.x().key(XK_Alt_L, false);
-  rig_.x().key(XK_Control_L, false);
+  pressControlAltT();
   EXPECT_TRUE(QtTestApplication::runUntil(
       [&] { return state().status != LookupStatus::idle; }, 5s))
       << "the new shortcut looks up";
