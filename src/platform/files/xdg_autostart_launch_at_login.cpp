@@ -90,6 +90,17 @@ std::string execValue(std::string_view executable) {
   return value;
 }
 
+// Whether `directory` exists or could be made: the nearest part of it that exists
+// is a folder this user may write into. Reading the status creates nothing.
+bool folderCanExist(const fs::path& directory) {
+  std::error_code error;
+  fs::path existing = directory;
+  while (!fs::exists(existing, error) && existing.has_relative_path()) {
+    existing = existing.parent_path();
+  }
+  return fs::is_directory(existing, error) && ::access(existing.c_str(), W_OK | X_OK) == 0;
+}
+
 }  // namespace
 
 XdgAutostartLaunchAtLogin::XdgAutostartLaunchAtLogin(const EnvironmentLookup& environment,
@@ -101,7 +112,8 @@ XdgAutostartLaunchAtLogin::XdgAutostartLaunchAtLogin(const EnvironmentLookup& en
 }
 
 void XdgAutostartLaunchAtLogin::refreshStatus() {
-  if (!createDirectories(directory_, 0700, kLog)) {
+  if (!folderCanExist(directory_)) {
+    kLog.warning("{} cannot be made: launch at login is unavailable", directory_.string());
     status_ = LaunchAtLoginStatus::unavailable;
     return;
   }

@@ -43,6 +43,7 @@ TEST_F(XdgAutostartLaunchAtLoginTest, EnablingWritesAnEntryThatDisablingRemoves)
   auto launch = make();
   launch.refreshStatus();
   EXPECT_EQ(launch.status(), LaunchAtLoginStatus::off);
+  EXPECT_FALSE(fs::exists(config)) << "reading the status creates nothing";
   EXPECT_EQ(launch.filePath(), entry);
 
   launch.enable();
