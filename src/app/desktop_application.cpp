@@ -27,7 +27,6 @@
 #include "core/net/server_api.h"
 #include "core/overlay/overlay_panel_controller.h"
 #include "core/permissions/system_permission_coordinator.h"
-#include "core/prefs/app_language_store.h"
 #include "core/prefs/secondary_target_language_store.h"
 #include "core/shell/app_environment.h"
 #include "core/triggers/command_tap_monitor.h"
@@ -136,9 +135,9 @@ struct DesktopApplication::Parts {
   AbsentSelectCardModel selectCard;
   std::shared_ptr<AbsentLearningPages> learning = std::make_shared<AbsentLearningPages>();
 
+  std::shared_ptr<AppEnvironment> app;
   // Made by the environment, which it gates.
   std::shared_ptr<MainWindowModel> mainWindowModel;
-  std::shared_ptr<AppEnvironment> app;
   std::unique_ptr<MainWindow> mainWindow;
   Connection firstSettled;
   std::unique_ptr<TrayIcon> tray;
@@ -198,7 +197,7 @@ DesktopApplication::DesktopApplication(Options options)
              }});
       },
       [&p](SignInHistoryStore& signInHistory, SetupCompletionStore& setupCompletion,
-           const std::shared_ptr<ShortcutController>& shortcuts, AppLanguageStore&) {
+           const std::shared_ptr<ShortcutController>& shortcuts) {
         p.mainWindowModel = std::make_shared<MainWindowModel>(MainWindowModel::Dependencies{
             .mainExecutor = p.main,
             .session = p.auth,

@@ -110,7 +110,7 @@ AppEnvironment::AppEnvironment(Platform platform, Collaborators collaborators)
   setupCompletion_ = std::make_unique<SetupCompletionStore>(defaults);
   dockPresence_ = std::make_unique<DockPresenceStore>(defaults);
   auto mainWindow = platform_.makeMainWindowModel(*signInHistory_, *setupCompletion_,
-                                                  shortcutController_, *appLanguageStore_);
+                                                  shortcutController_);
   translationAvailability_ = std::move(mainWindow.availability);
   mainWindowModel_ = std::move(mainWindow.controls);
   TRELVIS_DCHECK(translationAvailability_, "the translation availability gate is missing");

@@ -97,17 +97,16 @@ class AppEnvironment : public std::enable_shared_from_this<AppEnvironment> {
         LookupOverlayModel& model, AppearanceStore& appearance, AppLanguageStore& language)>
         makePanelController;
     // Makes the main window's model over the environment's sign-in history, setup
-    // mark, shortcut controller and interface language; the model is also the gate
-    // that says whether translation is available. `controls` may be null: a build
-    // without a main window.
+    // mark and shortcut controller; the model is also the gate that says whether
+    // translation is available. `controls` may be null: a build without a main
+    // window.
     struct MainWindowParts {
       std::shared_ptr<TranslationAvailabilityGating> availability;
       std::shared_ptr<MainWindowControlling> controls;
     };
     std::function<MainWindowParts(SignInHistoryStore& signInHistory,
                                   SetupCompletionStore& setupCompletion,
-                                  const std::shared_ptr<ShortcutController>& shortcuts,
-                                  AppLanguageStore& language)>
+                                  const std::shared_ptr<ShortcutController>& shortcuts)>
         makeMainWindowModel;
   };
 
