@@ -20,9 +20,7 @@ class CoordinatedSystemPermissions final : public SystemPermissionProviding {
       : coordinator_(coordinator) {}
 
   SystemPermissionSnapshot snapshot() override { return coordinator_.snapshot(); }
-  bool openSettings(SystemPermissionKind kind) override {
-    return coordinator_.openSettings(kind);
-  }
+  bool openSettings(SystemPermissionKind kind) override { return coordinator_.openSettings(kind); }
   void restartApplication() override { coordinator_.restartApplication(); }
 
  private:

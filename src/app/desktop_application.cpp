@@ -241,8 +241,7 @@ DesktopApplication::DesktopApplication(Options options)
       MainWindow::Stores{*p.membership, app.appearance(), app.appLanguageStore(),
                          app.targetLanguageStore(), *p.localization,
                          app.secondaryTargetLanguageStore(), app.englishPronunciationStore(),
-                         app.pronunciationSettings(), *p.launchAtLogin,
-                         app.shortcutController()});
+                         app.pronunciationSettings(), *p.launchAtLogin, app.shortcutController()});
   p.mainWindow->setWindowTitle(QStringLiteral("Trelvis"));
   p.app->mainWindowPresenter = [window = p.mainWindow.get()] {
     window->show();

@@ -172,7 +172,9 @@ TEST_F(DesktopEndToEndTest, ANewUserRegistersChoosesALanguageAndSignsBackIn) {
     EXPECT_NE(found, nullptr) << name;
     return found;
   };
-  const auto text = [&](const char* name) { return static_cast<QLabel*>(part(name))->text(); };
+  const auto text = [&](const char* name) {
+    return static_cast<QLabel*>(part(name))->text();
+  };
   const auto fill = [&](const char* field, const std::string& typed) {
     rig_.click(*part(field));
     rig_.type(typed);
@@ -232,12 +234,11 @@ TEST_F(DesktopEndToEndTest, ANewUserRegistersChoosesALanguageAndSignsBackIn) {
   EXPECT_EQ(text("settings-shortcut-lookup-binding"), QString::fromUtf8("⌥⌃T"));
   Page page(QRect(760, 600, 400, 120), "garden");
   tapAltAt(page.centreOf("garden"));
-  EXPECT_FALSE(QtTestApplication::runUntil(
-      [&] { return state().status != LookupStatus::idle; }, 1s))
+  EXPECT_FALSE(
+      QtTestApplication::runUntil([&] { return state().status != LookupStatus::idle; }, 1s))
       << "the Alt tap no longer looks up";
   pressControlAltT();
-  EXPECT_TRUE(QtTestApplication::runUntil(
-      [&] { return state().status != LookupStatus::idle; }, 5s))
+  EXPECT_TRUE(QtTestApplication::runUntil([&] { return state().status != LookupStatus::idle; }, 5s))
       << "the new shortcut looks up";
 
   rig_.click(*part("tab-home"));

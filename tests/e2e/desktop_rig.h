@@ -205,10 +205,10 @@ class DesktopRig {
                         const std::optional<std::string>& refreshToken) {
     auto tokens = std::make_shared<InMemoryRefreshTokenStore>();
     if (refreshToken) tokens->saveRefreshToken(*refreshToken, kService, "refreshToken");
-    app_ = std::make_unique<DesktopApplication>(DesktopApplication::Options{
-        environmentOf(
-            {{"TRELVIS_API_BASE_URL", baseUrl}, {"XDG_CONFIG_HOME", preferences_.string()}}),
-        preferences_, tokens});
+    app_ = std::make_unique<DesktopApplication>(
+        DesktopApplication::Options{environmentOf({{"TRELVIS_API_BASE_URL", baseUrl},
+                                                   {"XDG_CONFIG_HOME", preferences_.string()}}),
+                                    preferences_, tokens});
     app_->start();
     if (!refreshToken) return;
     // The stored session is confirmed with the server before the triggers start.

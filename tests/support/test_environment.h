@@ -99,7 +99,8 @@ class TestEnvironment {
         },
         [this](TargetLanguageStore&, SecondaryTargetLanguageStore&) { return capture; },
         [this](LookupOverlayModel&, AppearanceStore&, AppLanguageStore&) { return panel; },
-        [this](SignInHistoryStore&, SetupCompletionStore&, const std::shared_ptr<ShortcutController>&) {
+        [this](SignInHistoryStore&, SetupCompletionStore&,
+               const std::shared_ptr<ShortcutController>&) {
           return AppEnvironment::Platform::MainWindowParts{
               mainWindow, withLaterFeatures ? mainWindow : nullptr};
         },

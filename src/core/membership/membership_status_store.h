@@ -17,8 +17,8 @@
 #include "base/async/async.h"
 #include "base/async/task.h"
 #include "base/signal.h"
-#include "core/membership/membership_status.h"
 #include "core/mainwindow/main_window_services.h"
+#include "core/membership/membership_status.h"
 #include "core/membership/membership_status_refreshing.h"
 
 namespace trelvis {

@@ -109,8 +109,8 @@ AppEnvironment::AppEnvironment(Platform platform, Collaborators collaborators)
   newUserJourney_ = std::make_unique<NewUserJourneyTracker>();
   setupCompletion_ = std::make_unique<SetupCompletionStore>(defaults);
   dockPresence_ = std::make_unique<DockPresenceStore>(defaults);
-  auto mainWindow = platform_.makeMainWindowModel(*signInHistory_, *setupCompletion_,
-                                                  shortcutController_);
+  auto mainWindow =
+      platform_.makeMainWindowModel(*signInHistory_, *setupCompletion_, shortcutController_);
   translationAvailability_ = std::move(mainWindow.availability);
   mainWindowModel_ = std::move(mainWindow.controls);
   TRELVIS_DCHECK(translationAvailability_, "the translation availability gate is missing");

@@ -335,8 +335,9 @@ TEST(SqliteStoreTest, SeesEveryCommitOfAnAdminCommand) {
   const std::unique_ptr<Store> later = openStore(location, 2);
   for (const PlanCode plan : {PlanCode::pro, PlanCode::seed, PlanCode::free}) {
     const std::string name(toString(plan));
-    std::vector<std::string> arguments{"user", "set-plan", "ann@example.com", name,
-                                       "--database", location, "--data-dir", directory.string()};
+    std::vector<std::string> arguments{"user",       "set-plan",        "ann@example.com",
+                                       name,         "--database",      location,
+                                       "--data-dir", directory.string()};
     if (plan == PlanCode::pro) arguments.insert(arguments.end(), {"--until", "2999-12-31"});
     const CommandResult admin = runTrelvisServer(arguments);
     ASSERT_EQ(admin.exitStatus, 0) << admin.standardError;
