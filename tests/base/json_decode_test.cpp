@@ -1,5 +1,7 @@
 #include "base/json_decode.h"
 
+#include "support/thrown.h"
+
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -159,12 +161,9 @@ TEST(JsonDecodeTest, RecordsDecodeThroughHooksAndErrorsNameTheNestedPath) {
   };
   for (const auto& [text, message] : failures) {
     SCOPED_TRACE(text);
-    try {
-      json::decodeText<records::Reply>(text);
-      ADD_FAILURE() << "decoded without error";
-    } catch (const json::DecodeError& error) {
-      EXPECT_STREQ(error.what(), message);
-    }
+    EXPECT_EQ(testing::messageThrownBy<json::DecodeError>(
+                  [text = text] { json::decodeText<records::Reply>(text); }),
+              message);
   }
 
   const auto reply = json::decodeText<records::Reply>(R"({
@@ -224,12 +223,9 @@ TEST(JsonDecodeTest, ArraysDecodeWithAnElementFunction) {
   EXPECT_EQ(reader.array<std::string>("entries", word), (std::vector<std::string>{"x", "y"}));
   EXPECT_EQ(reader.array<bool>("plans", isPro), (std::vector<bool>{true, false}));
   EXPECT_TRUE(reader.array<bool>("absent", isPro).empty());
-  try {
-    reader.array<std::string>("mixed", word);
-    ADD_FAILURE() << "decoded without error";
-  } catch (const json::DecodeError& error) {
-    EXPECT_STREQ(error.what(), "reply.mixed[1]: expected an object");
-  }
+  EXPECT_EQ(testing::messageThrownBy<json::DecodeError>(
+                [&] { reader.array<std::string>("mixed", word); }),
+            "reply.mixed[1]: expected an object");
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include "base/log.h"
 #include "core/account/auth_session_error.h"
 #include "support/fake_http_transport.h"
+#include "support/thrown.h"
 
 namespace trelvis {
 namespace {
@@ -99,25 +100,18 @@ TEST_F(TransportAuthHTTPClientTest, FailuresAreRaisedAsTheyAreAndLogged) {
   transport_->last().respond(0);
   transport_->last().finishBody();
   scheduler_.runUntilIdle();
-  try {
-    noStatus.value();
-    ADD_FAILURE() << "a reply without a status was accepted";
-  } catch (const AuthSessionError& error) {
-    EXPECT_EQ(error.code(), "invalid_response");
-  }
+  EXPECT_EQ(testing::thrownBy<AuthSessionError>([&] { noStatus.value(); }),
+            AuthSessionError(AuthSessionError::Kind::invalidResponse));
 }
 
 TEST_F(TransportAuthHTTPClientTest, TextThatIsNotUTF8IsRefusedWithoutQuotingIt) {
   auto task = post({{"password", "pass\xFFword"}});
   scheduler_.runUntilIdle();
   EXPECT_TRUE(transport_->exchanges().empty());
-  try {
-    task.value();
-    ADD_FAILURE() << "the body was encoded";
-  } catch (const std::invalid_argument& error) {
-    EXPECT_EQ(std::string(error.what()).find("pass"), std::string::npos) << error.what();
-    EXPECT_EQ(std::string(error.what()).find("FF"), std::string::npos) << error.what();
-  }
+  const std::string refusal = testing::messageThrownBy<std::invalid_argument>([&] { task.value(); });
+  EXPECT_NE(refusal, "(nothing thrown)");
+  EXPECT_EQ(refusal.find("pass"), std::string::npos) << refusal;
+  EXPECT_EQ(refusal.find("FF"), std::string::npos) << refusal;
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include "core/lookup/lookup_error.h"
 #include "support/fake_access_token_provider.h"
 #include "support/fake_http_transport.h"
+#include "support/thrown.h"
 
 namespace trelvis {
 namespace {
@@ -50,12 +51,14 @@ class LookupAPIClientTest : public ::testing::Test {
 
   Task<void> startLookup() { return collect(client_->lookupStream(smallCapture())); }
 
+  // What the stream failed with, as it was raised.
+  template <class E>
+  std::optional<E> failure() const {
+    if (!collected_.error) return std::nullopt;
+    return testing::thrownBy<E>([this] { std::rethrow_exception(collected_.error); });
+  }
   LookupTransportError::Case transportError() const {
-    try {
-      std::rethrow_exception(collected_.error);
-    } catch (const LookupTransportError& e) {
-      return e.value();
-    }
+    return failure<LookupTransportError>().value().value();
   }
 
   std::string errorDetail() const {
@@ -261,11 +264,7 @@ TEST_F(LookupAPIClientTest, ConnectionFailuresPassThroughUnchanged) {
   exchange.failBody(URLError(URLErrorCode::networkConnectionLost, "reset"));
   scheduler_.runUntilIdle();
   EXPECT_EQ(collected_.events.size(), 2u);
-  try {
-    std::rethrow_exception(collected_.error);
-  } catch (const URLError& e) {
-    EXPECT_EQ(e.code(), URLErrorCode::networkConnectionLost);
-  }
+  EXPECT_EQ(failure<URLError>().value().code(), URLErrorCode::networkConnectionLost);
 }
 
 TEST_F(LookupAPIClientTest, TokenFailuresBecomeTransportErrors) {

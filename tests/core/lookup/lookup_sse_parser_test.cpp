@@ -7,6 +7,7 @@
 
 #include "base/json_decode.h"
 #include "core/lookup/lookup_error.h"
+#include "support/thrown.h"
 
 namespace trelvis {
 namespace {
@@ -137,12 +138,8 @@ TEST(LookupSSEParserTest, MalformedInputRaises) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     if (c.invalidUTF8) {
-      try {
-        parse(c.bytes);
-        ADD_FAILURE() << "no error";
-      } catch (const LookupTransportError& e) {
-        EXPECT_TRUE(std::holds_alternative<LookupTransportError::InvalidResponse>(e.value()));
-      }
+      EXPECT_EQ(testing::messageThrownBy<LookupTransportError>([&] { parse(c.bytes); }),
+                "LookupTransportError.invalidResponse");
     } else {
       EXPECT_THROW(parse(c.bytes), json::DecodeError);
     }

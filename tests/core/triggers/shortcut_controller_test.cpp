@@ -14,6 +14,7 @@
 #include "support/fake_hot_key_registrar.h"
 #include "support/fake_input_environment.h"
 #include "support/fake_local_event_monitor.h"
+#include "support/thrown.h"
 
 namespace trelvis {
 namespace {
@@ -96,12 +97,7 @@ class ShortcutControllerTest : public ::testing::Test {
   }
 
   static std::optional<Error> error(const Task<ShortcutBinding>& task) {
-    try {
-      task.value();
-    } catch (const Error& e) {
-      return e;
-    }
-    return std::nullopt;
+    return testing::thrownBy<Error>([&] { task.value(); });
   }
 
   TestScheduler scheduler_;

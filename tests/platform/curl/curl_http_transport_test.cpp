@@ -24,6 +24,7 @@
 #include "base/async/task.h"
 #include "core/net/url_error.h"
 #include "support/loopback_server.h"
+#include "support/thrown.h"
 
 namespace trelvis {
 namespace {
@@ -344,12 +345,9 @@ TEST_F(CurlHttpTransportTest, DestroyingTheTransportFailsPendingRequests) {
   ASSERT_TRUE(runUntil([&] { return held_ == 1; }));
   transport_.reset();
   ASSERT_TRUE(runUntil([&] { return task.isDone(); }));
-  try {
-    task.value();
-    ADD_FAILURE() << "the request did not fail";
-  } catch (const URLError& error) {
-    EXPECT_EQ(error.code(), URLErrorCode::unknown);
-  }
+  const auto failure = testing::thrownBy<URLError>([&] { task.value(); });
+  ASSERT_TRUE(failure) << "the request did not fail";
+  EXPECT_EQ(failure->code(), URLErrorCode::unknown);
 }
 
 // Certificates made at test time, for servers that fail verification each in

@@ -9,6 +9,7 @@
 
 #include "core/capture/screen_capture_error.h"
 #include "support/jpeg_decoding.h"
+#include "support/thrown.h"
 
 namespace trelvis {
 namespace {
@@ -92,12 +93,9 @@ TEST(TurboJpegEncoderTest, RefusesImagesWithoutTheirPixels) {
   CapturedImage noWidth = pattern(64, 64, Layout::bgrx);
   noWidth.width = 0;
   for (const CapturedImage& image : {CapturedImage{}, noWidth, shortOfBytes}) {
-    try {
-      encoder.jpegData(image);
-      ADD_FAILURE() << image.width << "x" << image.height << " was encoded";
-    } catch (const ScreenCaptureError& error) {
-      EXPECT_EQ(error.kind(), ScreenCaptureError::Kind::encodingFailed);
-    }
+    EXPECT_EQ(testing::thrownBy<ScreenCaptureError>([&] { encoder.jpegData(image); }),
+              ScreenCaptureError(ScreenCaptureError::Kind::encodingFailed))
+        << image.width << "x" << image.height;
   }
   // The encoder is still usable afterwards, and a larger image grows its buffer.
   EXPECT_TRUE(testing::decodeJpeg(encoder.jpegData(pattern(64, 64, Layout::bgrx))));
