@@ -11,6 +11,7 @@
 #include <QFont>
 #include <QFontMetrics>
 #include <QLabel>
+#include <QLineEdit>
 #include <QPainter>
 #include <QWidget>
 
@@ -226,7 +227,7 @@ class DesktopRig {
     QtTestApplication::runUntil([] { return false; }, 100ms);
   }
 
-  // Types `text` (letters, digits, "@", ".", "-" and "_") on the keyboard.
+  // Types `text` (letters, digits, space, "@", ".", "-" and "_") on the keyboard.
   void type(const std::string& text) {
     for (const char c : text) {
       const bool shifted = std::isupper(static_cast<unsigned char>(c)) || c == '@' || c == '_';
@@ -236,7 +237,7 @@ class DesktopRig {
       } else if (std::isdigit(static_cast<unsigned char>(c))) {
         keysym = XK_0 + (c - '0');
       } else {
-        keysym = c == '@' ? XK_2 : c == '.' ? XK_period : XK_minus;
+        keysym = c == '@' ? XK_2 : c == '.' ? XK_period : c == ' ' ? XK_space : XK_minus;
       }
       if (shifted) x_.key(XK_Shift_L, true);
       x_.tap(keysym);
