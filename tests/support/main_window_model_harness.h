@@ -12,21 +12,15 @@
 
 #include <gtest/gtest.h>
 
-#include "base/async/test_scheduler.h"
-#include "core/account/auth_http_client.h"
-#include "core/account/auth_session_coordinator.h"
-#include "core/account/auth_user_store.h"
 #include "core/mainwindow/main_window_model.h"
-#include "core/prefs/in_memory_preference_store.h"
 #include "core/prefs/setup_completion_store.h"
 #include "core/prefs/sign_in_history_store.h"
-#include "support/fake_http_transport.h"
+#include "support/auth_session_rig.h"
 #include "support/fake_main_window_services.h"
-#include "support/in_memory_refresh_token_store.h"
 
 namespace trelvis::testing {
 
-inline const std::string kService = "me.mossgrove.trelvis.auth.refreshToken";
+inline const std::string& kService = kAuthService;
 inline const AuthUser kAda{"u-1", "ada@example.com"};
 inline const AuthUser kGrace{"u-2", "grace@example.com"};
 
@@ -41,12 +35,9 @@ inline std::string pairReply(const AuthUser& user) {
 // The model over the real session coordinator (auth client over a fake
 // transport, in-memory credentials and preferences) and fakes of the rest, on
 // virtual time.
-struct MainWindowModelHarness {
+struct MainWindowModelHarness : AuthSessionRig {
   explicit MainWindowModelHarness(bool returningUser = false) {
     if (returningUser) history.markSignedIn();
-    session = std::make_shared<AuthSessionCoordinator>(
-        scheduler.makeExecutor(), *Url::parse("https://api.test/trelvis/"),
-        std::make_shared<TransportAuthHTTPClient>(transport), tokens, users, kService);
     model = std::make_shared<MainWindowModel>(dependencies());
     model->onTranslationAvailabilityChanged = [this](bool available) {
       published.push_back(available);
@@ -147,16 +138,8 @@ struct MainWindowModelHarness {
     model->verificationCode = std::move(code);
   }
 
-  TestScheduler scheduler;
-  std::shared_ptr<Executor> main = scheduler.makeExecutor();
-  std::shared_ptr<FakeHttpTransport> transport = std::make_shared<FakeHttpTransport>();
-  std::shared_ptr<InMemoryRefreshTokenStore> tokens = std::make_shared<InMemoryRefreshTokenStore>();
-  InMemoryPreferenceStore defaults;
-  std::shared_ptr<PreferencesAuthUserStore> users =
-      std::make_shared<PreferencesAuthUserStore>(defaults);
   SignInHistoryStore history{defaults};
   SetupCompletionStore setup{defaults};
-  std::shared_ptr<AuthSessionCoordinator> session;
 
   CallLog log;
   std::shared_ptr<FakeNetworkPathObserver> network = std::make_shared<FakeNetworkPathObserver>(log);

@@ -13,8 +13,7 @@
 #include "core/account/auth_user_store.h"
 #include "core/prefs/in_memory_preference_store.h"
 #include "support/auth_printers.h"
-#include "support/fake_http_transport.h"
-#include "support/in_memory_refresh_token_store.h"
+#include "support/auth_session_rig.h"
 
 namespace trelvis {
 namespace {
@@ -22,7 +21,8 @@ namespace {
 using Kind = AuthSessionError::Kind;
 using Json = nlohmann::json;
 
-const std::string kService = "me.mossgrove.trelvis.auth.refreshToken";
+using testing::AuthSessionRig;
+const std::string& kService = testing::kAuthService;
 const AuthUser kAda{"u-1", "ada@example.com"};
 const AuthUser kGrace{"u-2", "grace@example.com"};
 
@@ -49,11 +49,9 @@ tl::unexpected<AuthSessionError> failed(AuthSessionError error) {
 // A session coordinator on virtual time, with the real auth HTTP client over a fake
 // transport, an in-memory credential store and in-memory preferences. A watcher on
 // the main executor collects every published snapshot.
-struct Harness {
-  explicit Harness(const std::string& base = "https://api.test/trelvis/", bool watch = true) {
-    session = std::make_shared<AuthSessionCoordinator>(
-        scheduler.makeExecutor(), *Url::parse(base),
-        std::make_shared<TransportAuthHTTPClient>(transport), tokens, users, kService);
+struct Harness : AuthSessionRig {
+  explicit Harness(const std::string& base = "https://api.test/trelvis/", bool watch = true)
+      : AuthSessionRig(base) {
     if (!watch) return;
     watcher = spawn(main, [this, updates = session->sessionUpdates()]() mutable -> Async<void> {
       while (auto snapshot = co_await updates.next()) published.push_back(*snapshot);
@@ -138,14 +136,6 @@ struct Harness {
     signInRequests = transport->exchanges().size();
   }
 
-  TestScheduler scheduler;
-  std::shared_ptr<Executor> main = scheduler.makeExecutor();
-  std::shared_ptr<FakeHttpTransport> transport = std::make_shared<FakeHttpTransport>();
-  std::shared_ptr<InMemoryRefreshTokenStore> tokens = std::make_shared<InMemoryRefreshTokenStore>();
-  InMemoryPreferenceStore defaults;
-  std::shared_ptr<PreferencesAuthUserStore> users =
-      std::make_shared<PreferencesAuthUserStore>(defaults);
-  std::shared_ptr<AuthSessionCoordinator> session;
   std::vector<AuthSessionSnapshot> published;
   Task<void> watcher;
   std::size_t signInRequests = 0;
