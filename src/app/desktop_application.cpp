@@ -4,6 +4,7 @@
 #include <QDesktopServices>
 #include <QGuiApplication>
 #include <QLocale>
+#include <QScreen>
 #include <QUrl>
 
 #include <string>
@@ -68,6 +69,13 @@ std::vector<std::string> preferredLanguages() {
   return languages;
 }
 
+// Qt scales every screen of an X display alike (QT_SCALE_FACTOR, Xft.dpi), and the
+// application's points are its device-independent pixels.
+double interfaceScale() {
+  const QScreen* screen = QGuiApplication::primaryScreen();
+  return screen ? screen->devicePixelRatio() : 1;
+}
+
 }  // namespace
 
 // In the order each is needed by those after it; destroyed in reverse.
@@ -113,15 +121,15 @@ struct DesktopApplication::Parts {
   X11AccessibilityPermission accessibility;
   X11HotKeyRegistrar hotKeys{main};
   QtLocalEventMonitor localEvents;
-  X11PointerLocator pointer;
+  X11PointerLocator pointer{{}, interfaceScale()};
   X11FrontmostApplication frontmost;
-  X11CommandEventTap commandTap;
+  X11CommandEventTap commandTap{X11CommandEventTap::Options{.pixelsPerPoint = interfaceScale()}};
   std::shared_ptr<SharedCommandEventTap> sharedTap =
       std::make_shared<SharedCommandEventTap>(commandTap, main, isInputToOwnWindows);
   X11OverlayKeyboardEventTap keyboardTap;
 
   // X11 capture and the windows over the screen.
-  X11ScreenCapture screens;
+  X11ScreenCapture screens{{}, interfaceScale()};
   std::shared_ptr<TurboJpegEncoder> encoder = std::make_shared<TurboJpegEncoder>();
   X11RegionSelectionPhysicalState physicalState;
   QtRegionSelectionWindowing regionWindowing{screens};

@@ -26,31 +26,28 @@
 namespace trelvis {
 namespace {
 
-// The core counts points up from the bottom of the primary monitor, in the
-// window system's pixels; Qt counts device-independent pixels down from the top.
+// The core counts points up from the bottom of the primary monitor; Qt counts the
+// same device-independent pixels down from the top.
 struct Mapping {
-  double pixelRatio = 1;
   double primaryHeight = 0;
 
   static Mapping current() {
     const QScreen* screen = QGuiApplication::primaryScreen();
-    if (!screen) return {};
-    const double ratio = screen->devicePixelRatio();
-    return {ratio, screen->geometry().height() * ratio};
+    return {screen ? static_cast<double>(screen->geometry().height()) : 0};
   }
   QRect toQt(const Rect& r) const {
-    return QRect(static_cast<int>(std::lround(r.minX() / pixelRatio)),
-                 static_cast<int>(std::lround((primaryHeight - r.maxY()) / pixelRatio)),
-                 static_cast<int>(std::lround(r.width() / pixelRatio)),
-                 static_cast<int>(std::lround(r.height() / pixelRatio)));
+    return QRect(static_cast<int>(std::lround(r.minX())),
+                 static_cast<int>(std::lround(primaryHeight - r.maxY())),
+                 static_cast<int>(std::lround(r.width())),
+                 static_cast<int>(std::lround(r.height())));
   }
   Rect fromQt(const QRect& r) const {
-    return Rect{{r.x() * pixelRatio, primaryHeight - (r.y() + r.height()) * pixelRatio},
-                {r.width() * pixelRatio, r.height() * pixelRatio}};
+    return Rect{{static_cast<double>(r.x()), primaryHeight - (r.y() + r.height())},
+                {static_cast<double>(r.width()), static_cast<double>(r.height())}};
   }
   QPoint toQt(Point p) const {
-    return QPoint(static_cast<int>(std::lround(p.x / pixelRatio)),
-                  static_cast<int>(std::lround((primaryHeight - p.y) / pixelRatio)));
+    return QPoint(static_cast<int>(std::lround(p.x)),
+                  static_cast<int>(std::lround(primaryHeight - p.y)));
   }
 };
 
@@ -148,7 +145,7 @@ class QtOverlayPanelWindow::Widget final : public QWidget {
   // The card's place in the window: inside the margin, against the anchor edge,
   // as high as the content asks and the space allows.
   QRect cardRect() const {
-    const int margin = static_cast<int>(std::lround(shadowPadding_ / Mapping::current().pixelRatio));
+    const int margin = static_cast<int>(std::lround(shadowPadding_));
     const QRect inner = rect().marginsRemoved(QMargins(margin, margin, margin, margin));
     int height = inner.height();
     if (const auto* card = dynamic_cast<const CardContent*>(content_.data())) {
@@ -183,8 +180,7 @@ class QtOverlayPanelWindow::Widget final : public QWidget {
     if (!content_ || shadowPadding_ <= 0) return;
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    paintShadow(painter, content_->geometry(), shadowPadding_ / Mapping::current().pixelRatio,
-                dark_);
+    paintShadow(painter, content_->geometry(), shadowPadding_, dark_);
   }
 
  private:

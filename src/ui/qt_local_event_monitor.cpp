@@ -199,13 +199,13 @@ bool QtLocalEventMonitor::deliver(const LocalInputEvent& event) {
 
 namespace {
 
-// Where the pointer is in the X server's root pixels, with the origin at the
-// bottom left of the primary screen, as the global tap reports it.
+// Where the pointer is in global points, with the origin at the bottom left of
+// the primary screen, as the global tap reports it: Qt's device-independent
+// pixels are those points counted from the top.
 Point globalLocation(const QMouseEvent& mouse) {
   const QScreen* primary = QGuiApplication::primaryScreen();
-  const qreal ratio = primary ? primary->devicePixelRatio() : 1;
-  const qreal height = primary ? primary->geometry().height() * ratio : 0;
-  const QPointF at = mouse.globalPosition() * ratio;
+  const qreal height = primary ? primary->geometry().height() : 0;
+  const QPointF at = mouse.globalPosition();
   return X11KeyTranslation::globalPoint(at.x(), at.y(), height);
 }
 

@@ -40,17 +40,15 @@ QColor hairlineColour(AppearanceMode mode) {
                                       : QColor::fromRgbF(0xD5 / 255.0, 0xD7 / 255.0, 0xDA / 255.0, 0.5);
 }
 
-// The Qt screen showing `displayBounds` (top-left global pixels). A Qt screen's
-// geometry keeps the display's own top-left corner and divides its size by the
-// device pixel ratio.
+// The Qt screen showing `displayBounds` (top-left global points, which are Qt's
+// device-independent pixels).
 QScreen* screenFor(const Rect& displayBounds) {
   QScreen* best = QGuiApplication::primaryScreen();
   qreal bestOverlap = 0;
   for (QScreen* screen : QGuiApplication::screens()) {
-    const QRect logical = screen->geometry();
-    const QRectF native(logical.topLeft(), QSizeF(logical.size()) * screen->devicePixelRatio());
-    const QRectF overlap = native.intersected(QRectF(displayBounds.minX(), displayBounds.minY(),
-                                                     displayBounds.width(), displayBounds.height()));
+    const QRectF overlap = QRectF(screen->geometry())
+                               .intersected(QRectF(displayBounds.minX(), displayBounds.minY(),
+                                                   displayBounds.width(), displayBounds.height()));
     const qreal area = overlap.isEmpty() ? 0 : overlap.width() * overlap.height();
     if (area > bestOverlap) {
       best = screen;
@@ -172,19 +170,16 @@ class QtRegionSelectionWindow final : public QWidget, public RegionSelectionWind
     backdrop_.setDevicePixelRatio(devicePixelRatioF());
   }
 
-  // The view's points are the display's pixels with the origin at the bottom
-  // left; Qt's are device-independent with the origin at the top left.
+  // The view's points have their origin at the bottom left; Qt counts the same
+  // device-independent pixels from the top left.
   QRectF logicalRect(const Rect& local) const {
-    const qreal ratio = devicePixelRatioF();
-    return QRectF(local.minX() / ratio, (frame_.height() - local.maxY()) / ratio,
-                  local.width() / ratio, local.height() / ratio);
+    return QRectF(local.minX(), frame_.height() - local.maxY(), local.width(), local.height());
   }
 
   void report(RegionSelectionPointerPhase phase, const QMouseEvent* event) {
     if (!onPointerEvent) return;
-    const qreal ratio = devicePixelRatioF();
     const QPointF at = event->position();
-    onPointerEvent(phase, Point{at.x() * ratio, frame_.height() - at.y() * ratio});
+    onPointerEvent(phase, Point{at.x(), frame_.height() - at.y()});
   }
 
   const std::string identifier_{kIdentifier};

@@ -37,8 +37,10 @@ class DesktopEndToEndTest : public ::testing::Test {
   // The whole screen once the card has settled, for people to look at.
   static void saveScreen(const char* name) {
     QtTestApplication::runUntil([] { return false; }, 300ms);
-    QGuiApplication::primaryScreen()->grabWindow(0).save(
-        QString::fromUtf8(TRELVIS_SCREENSHOT_DIR) + "/" + name);
+    QScreen* screen = QGuiApplication::primaryScreen();
+    const QString scale = screen->devicePixelRatio() > 1 ? "@2x" : "";
+    screen->grabWindow(0).save(QString::fromUtf8(TRELVIS_SCREENSHOT_DIR) + "/" + name + scale +
+                               ".png");
   }
 
   DesktopRig rig_;
@@ -76,7 +78,7 @@ TEST_F(DesktopEndToEndTest, HoverAndAreaAgainstAScriptedServer) {
   // The card stands beside the pointer, never under it, and shows the word.
   ASSERT_TRUE(QtTestApplication::runUntil([&] { return cardShows("apple"); }));
   const QRect card = rig_.visibleCard();
-  saveScreen("desktop-hover.png");
+  saveScreen("desktop-hover");
   EXPECT_FALSE(card.contains(pointer)) << card.x() << "," << card.y();
   EXPECT_LE(distance(card, pointer), 80) << card.x() << "," << card.y();
   EXPECT_EQ(state().entry->meaning, "a round fruit");
@@ -131,11 +133,12 @@ TEST_F(DesktopEndToEndTest, HoverAndAreaAgainstAScriptedServer) {
   EXPECT_EQ(requests.back().path, "/trelvis/v1/paragraph-translation/stream");
   const std::optional<DecodedJpeg> picture = decodeJpeg(requests.back().image);
   ASSERT_TRUE(picture);
-  EXPECT_NEAR(picture->width, 300, 2);
-  EXPECT_NEAR(picture->height, 120, 2);
+  const qreal scale = QGuiApplication::primaryScreen()->devicePixelRatio();
+  EXPECT_NEAR(picture->width, 300 * scale, 2);
+  EXPECT_NEAR(picture->height, 120 * scale, 2);
   ASSERT_TRUE(QtTestApplication::runUntil([&] { return cardShows("Bonjour le monde"); }));
   const QRect paragraphCard = rig_.visibleCard();
-  saveScreen("desktop-area.png");
+  saveScreen("desktop-area");
   EXPECT_FALSE(paragraphCard.intersects(region))
       << paragraphCard.x() << "," << paragraphCard.y() << " " << paragraphCard.width() << "x"
       << paragraphCard.height();
@@ -186,7 +189,7 @@ TEST_F(DesktopEndToEndTest, ANewUserRegistersChoosesALanguageAndSignsBackIn) {
       << "a signed-out start shows the sign-in form";
   ASSERT_TRUE(part("auth-page")->isVisible());
   EXPECT_FALSE(translating());
-  saveScreen("desktop-sign-in.png");
+  saveScreen("desktop-sign-in");
 
   const std::string email = "new.reader@example.com";
   ASSERT_EQ(model.authMode(), AuthMode::registration) << "a new user is offered an account";

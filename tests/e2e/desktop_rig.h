@@ -13,10 +13,12 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPainter>
+#include <QScreen>
 #include <QWidget>
 
 #include <cctype>
 #include <chrono>
+#include <cmath>
 #include <deque>
 #include <filesystem>
 #include <map>
@@ -221,7 +223,7 @@ class DesktopRig {
   // A click in the middle of `widget`, with the mouse.
   void click(const QWidget& widget) {
     const QPoint centre = widget.mapToGlobal(widget.rect().center());
-    x_.moveTo(centre.x(), centre.y());
+    moveTo(centre);
     x_.button(1, true);
     x_.button(1, false);
     QtTestApplication::runUntil([] { return false; }, 100ms);
@@ -246,15 +248,23 @@ class DesktopRig {
     QtTestApplication::runUntil([] { return false; }, 100ms);
   }
 
+  // The pointer to `point`, in Qt's device-independent pixels (the X server's
+  // scaled on the primary screen, which starts at the root's corner).
+  void moveTo(QPoint point) {
+    const qreal scale = QGuiApplication::primaryScreen()->devicePixelRatio();
+    x_.moveTo(static_cast<int>(std::lround(point.x() * scale)),
+              static_cast<int>(std::lround(point.y() * scale)));
+  }
+
   // A tap of Alt with the pointer at `point`, as a person makes it.
   void tapAltAt(QPoint point) {
-    x_.moveTo(point.x(), point.y());
+    moveTo(point);
     x_.tap(XK_Alt_L);
   }
 
   // Holds Alt and drags the primary button from `from` by `size`, in steps.
   void dragWithAlt(QPoint from, QSize size) {
-    x_.moveTo(from.x(), from.y());
+    moveTo(from);
     x_.key(XK_Alt_L, true);
     QtTestApplication::runUntil([] { return false; }, 100ms);
     x_.button(1, true);
@@ -262,7 +272,7 @@ class DesktopRig {
     // hand rests this long before it moves.
     QtTestApplication::runUntil([] { return false; }, 100ms);
     for (int step = 1; step <= 10; ++step) {
-      x_.moveTo(from.x() + size.width() * step / 10, from.y() + size.height() * step / 10);
+      moveTo(from + QPoint(size.width() * step / 10, size.height() * step / 10));
       QtTestApplication::runUntil([] { return false; }, 20ms);
     }
     x_.button(1, false);

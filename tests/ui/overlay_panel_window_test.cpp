@@ -4,12 +4,14 @@
 #include <QApplication>
 #include <QDeadlineTimer>
 #include <QPointer>
+#include <QScreen>
 #include <QWidget>
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <unistd.h>
+#include <cmath>
+#include <cstdlib>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -26,7 +28,7 @@ namespace {
 using testing::TestDisplay;
 using testing::Xvfb;
 
-constexpr int kScreenHeight = 1024;  // the shared Xvfb's
+constexpr int kScreenHeight = 1024;  // the shared Xvfb's, in pixels
 
 // A card of a fixed height that says where its selected text lies.
 class FixedCard final : public QWidget, public CardContent {
@@ -144,12 +146,19 @@ class OverlayPanelWindowTest : public ::testing::Test {
 
 QApplication* OverlayPanelWindowTest::app_ = nullptr;
 
+// Also run at twice the density: frames are in points, Qt's device-independent
+// pixels, and the X server gets them in its own.
 TEST_F(OverlayPanelWindowTest, MapsWhereToldAboveTheOthersAndNeverTakesTheFocus) {
+  const double s = QGuiApplication::primaryScreen()->devicePixelRatio();
+  auto px = [s](double points) {
+    return static_cast<int>(std::lround(points * s));
+  };
   window_.installContent(OverlayPresentedFeature::lookup);
-  present(rect(100, 300, 508, 528));
-  // y counts up from the bottom of the screen: the top edge is 1024 - 828 down.
-  EXPECT_EQ(serverGeometry(id()), QRect(100, 196, 508, 528));
-  EXPECT_EQ(window_.frame(), rect(100, 300, 508, 528));
+  present(rect(100, 100, 508, 400));
+  // y counts up from the bottom of the screen: the top edge is 500 points down
+  // from its top.
+  EXPECT_EQ(serverGeometry(id()), QRect(px(100), kScreenHeight - px(500), px(508), px(400)));
+  EXPECT_EQ(window_.frame(), rect(100, 100, 508, 400));
   EXPECT_EQ(topmost(), id());
   EXPECT_EQ(focus(), other_);
   // The card rests on the top edge inside the shadow's margin, as high as it asks.
@@ -157,13 +166,13 @@ TEST_F(OverlayPanelWindowTest, MapsWhereToldAboveTheOthersAndNeverTakesTheFocus)
 
   // What a global monitor sees on the card belongs to this application; without a
   // compositing manager the window is shaped to the card, so its margin does not.
-  EXPECT_TRUE(isInputToOwnWindows({InputEventType::leftMouseDown, 0, 0, false, {300, 700}}));
-  EXPECT_FALSE(isInputToOwnWindows({InputEventType::leftMouseDown, 0, 0, false, {300, 500}}));
-  EXPECT_FALSE(isInputToOwnWindows({InputEventType::leftMouseDown, 0, 0, false, {700, 500}}));
-  EXPECT_FALSE(isInputToOwnWindows({InputEventType::keyDown, 53, 0, false, {300, 500}}));
+  EXPECT_TRUE(isInputToOwnWindows({InputEventType::leftMouseDown, 0, 0, false, {300, 400}}));
+  EXPECT_FALSE(isInputToOwnWindows({InputEventType::leftMouseDown, 0, 0, false, {300, 150}}));
+  EXPECT_FALSE(isInputToOwnWindows({InputEventType::leftMouseDown, 0, 0, false, {700, 150}}));
+  EXPECT_FALSE(isInputToOwnWindows({InputEventType::keyDown, 53, 0, false, {300, 150}}));
 
   // A click on the card does not take the focus either.
-  x_.moveTo(300, 196 + 64 + 100);
+  x_.moveTo(px(300), kScreenHeight - px(336));
   x_.button(1, true);
   x_.button(1, false);
   settle();

@@ -5,6 +5,7 @@
 #include <QDeadlineTimer>
 #include <QEventLoop>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
@@ -35,8 +36,14 @@ class ApplicationEnvironment final : public ::testing::Environment {
 
 }  // namespace
 
+// A run at a chosen interface scale gets a screen as much larger, so that the
+// same device-independent layout fits on it.
 const std::string& QtTestApplication::displayName() {
-  return Xvfb::shared().displayName();
+  const char* scale = getenv("TRELVIS_TEST_SCALE_FACTOR");
+  const int factor = scale ? std::max(1, std::atoi(scale)) : 1;
+  if (factor == 1) return Xvfb::shared().displayName();
+  static Xvfb scaled(Xvfb::Options{.width = 1280 * factor, .height = 1024 * factor});
+  return scaled.displayName();
 }
 
 QApplication& QtTestApplication::instance() {
@@ -49,7 +56,12 @@ QApplication& QtTestApplication::instance() {
   // No GL probing, no session bus: neither is needed, and both bring noise.
   setenv("QT_XCB_GL_INTEGRATION", "none", 1);
   setenv("DBUS_SESSION_BUS_ADDRESS", "disabled:", 1);
-  unsetenv("QT_SCALE_FACTOR");
+  // The interface's scale is the test's choice, never the caller's environment.
+  if (const char* scale = getenv("TRELVIS_TEST_SCALE_FACTOR")) {
+    setenv("QT_SCALE_FACTOR", scale, 1);
+  } else {
+    unsetenv("QT_SCALE_FACTOR");
+  }
   static int argc = 1;
   static char name[] = "trelvis-ui-test";
   static char* argv[] = {name, nullptr};

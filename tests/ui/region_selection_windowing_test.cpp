@@ -27,6 +27,7 @@
 #include <QDeadlineTimer>
 #include <QImage>
 #include <QLabel>
+#include <QScreen>
 
 #include <gtest/gtest.h>
 
@@ -52,9 +53,16 @@ const QRect kMonitorA(0, 0, 640, 800);
 const QRect kMonitorB(640, 0, 640, 1024);
 const QRgb kDesktop = qRgb(58, 110, 165);
 
-// Root-window pixels → global points (origin bottom left of A).
+// The interface's scale, which QT_SCALE_FACTOR sets for the run.
+double interfaceScale() {
+  return QGuiApplication::primaryScreen()->devicePixelRatio();
+}
+
+// Root-window pixels → global points (origin bottom left of A): each monitor's
+// pixels scale about its own top-left corner.
 Point global(int x, int y) {
-  return Point{double(x), double(kMonitorA.height() - y)};
+  const QRect& m = kMonitorB.contains(x, y) ? kMonitorB : kMonitorA;
+  return Point{m.x() + (x - m.x()) / interfaceScale(), (kMonitorA.height() - y) / interfaceScale()};
 }
 
 struct Rgb {
@@ -214,7 +222,7 @@ class RegionSelectionWindowingTest : public ::testing::Test {
 
   // What the X server shows, as root-window pixels.
   QImage screenshot() {
-    const CapturedImage image = capture_.captureImage(Rect{{0, 0}, {1280, 1024}});
+    const CapturedImage image = pixels_.captureImage(Rect{{0, 0}, {1280, 1024}});
     EXPECT_EQ(image.layout, CapturedImage::Layout::bgrx);
     return QImage(image.pixels, image.width, image.height, image.width * 4, QImage::Format_RGB32)
         .copy();
@@ -236,7 +244,8 @@ class RegionSelectionWindowingTest : public ::testing::Test {
   static inline QApplication* app_ = nullptr;
 
   std::shared_ptr<QtMainExecutor> executor_ = QtMainExecutor::create();
-  X11ScreenCapture capture_{server_->displayName()};
+  X11ScreenCapture capture_{server_->displayName(), interfaceScale()};
+  X11ScreenCapture pixels_{server_->displayName()};
   X11RegionSelectionPhysicalState physical_{server_->displayName()};
   // The keys and the button as the X server has them, or, unless a test asks
   // for that, held for as long as the test needs.
@@ -338,7 +347,8 @@ TEST_F(RegionSelectionWindowingTest, SurfacesCoverEachScreenAndDimAllButTheHole)
   appearance_.setMode(AppearanceMode::light);
   result_ = controller_->finish(gesture);
   ASSERT_TRUE(result_);
-  EXPECT_EQ(result_->selectedRect(), (Rect{global(20, 480), {380, 380}}));
+  EXPECT_EQ(result_->selectedRect(),
+            (Rect{global(20, 480), {380 / interfaceScale(), 380 / interfaceScale()}}));
   ASSERT_TRUE(runUntil([&] { return mappedSurfaces().size() == 1; }));
   EXPECT_TRUE(waitForPixel({300, 600}, desktop));
 }
@@ -356,7 +366,10 @@ TEST_F(RegionSelectionWindowingTest, PointerOnTheWindowReportsGlobalPoints) {
   ASSERT_TRUE(runUntil([&] { return mappedSurfaces().size() == 1; })) << "A is no longer dimmed";
   desktop_->button(1, false);
   ASSERT_TRUE(runUntil([&] { return result_.has_value(); }));
-  EXPECT_TRUE(log_.front().starts_with("began((740, 700) -> (740, 700)")) << log_.front();
+  const Point press = global(740, 100);
+  EXPECT_TRUE(log_.front().starts_with("began((" + std::to_string(int(press.x)) + ", " +
+                                       std::to_string(int(press.y)) + ")"))
+      << log_.front();
   EXPECT_EQ(result_->start, global(740, 600));
   EXPECT_EQ(result_->end, global(1000, 100));
   EXPECT_TRUE(runUntil([&] { return mappedSurfaces().empty(); }));
@@ -375,9 +388,9 @@ TEST_F(RegionSelectionWindowingTest, FailsafeAndSweepTakeWindowsDown) {
   ASSERT_TRUE(runUntil([&] { return mappedSurfaces().empty(); }, 1s));
   EXPECT_EQ(log_, (std::vector<std::string>{"failsafe armed_gesture_up", "cancel"}));
 
-  std::shared_ptr<RegionSelectionWindow> stray =
-      windowing_.makeWindow(Rect{global(0, 800), {640, 800}}, Rect{{0, 0}, {640, 800}},
-                            AppearanceMode::light);
+  std::shared_ptr<RegionSelectionWindow> stray = windowing_.makeWindow(
+      Rect{global(0, 800), {640 / interfaceScale(), 800 / interfaceScale()}},
+      Rect{{0, 0}, {640 / interfaceScale(), 800 / interfaceScale()}}, AppearanceMode::light);
   stray->orderFrontRegardless();
   ASSERT_TRUE(runUntil([&] { return mappedSurfaces().size() == 1; }));
   EXPECT_EQ(controller_->cleanupOrphanCaptureWindows(), 1);

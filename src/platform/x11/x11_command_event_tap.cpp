@@ -62,7 +62,7 @@ class X11CommandEventTap::Session {
   bool displayOpened_ = false;
   int xiOpcode_ = -1;
   int xkbEventBase_ = -1;
-  double primaryScreenHeight_ = 0;
+  X11PointSpace points_{{}, 0, 0, 1};
   std::vector<int> syntheticDevices_;
   X11RawEventTranslator translator_;
   // Last: joined before the state above goes away.
@@ -122,7 +122,7 @@ bool X11CommandEventTap::Session::setUp(x11::Connection& connection) {
     kLog.warning("the X server has no XKB; Caps Lock will not be reported");
   }
 
-  primaryScreenHeight_ = x11::primaryScreenHeight(display);
+  points_ = x11::pointSpace(display, options_.pixelsPerPoint);
   refreshKeyboardMapping(display);
   refreshPointerMapping(display);
 
@@ -214,11 +214,11 @@ void X11CommandEventTap::Session::deliver(x11::Connection& connection,
   // that xrandr defines change without any notification); a drag keeps the
   // origin it began with.
   if (event.type != InputEventType::leftMouseDragged && event.type != InputEventType::leftMouseUp) {
-    primaryScreenHeight_ = x11::primaryScreenHeight(connection.display());
+    points_ = x11::pointSpace(connection.display(), options_.pixelsPerPoint);
   }
   const auto pointer = x11::queryPointer(connection.display(), connection.root());
   handler_(event.type, event.keyCode, event.modifierFlags,
-           X11KeyTranslation::globalPoint(pointer.rootX, pointer.rootY, primaryScreenHeight_));
+           points_.point(pointer.rootX, pointer.rootY));
 }
 
 void X11CommandEventTap::Session::refreshKeyboardMapping(Display* display) {

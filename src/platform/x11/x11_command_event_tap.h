@@ -25,6 +25,8 @@ class X11CommandEventTap final : public CommandEventTapManaging {
     // Drop what the XTest devices produce, which includes the keys this program
     // posts itself. Off by default: tests drive the tap with XTest.
     bool ignoreSyntheticInput = false;
+    // The interface's scale: reported positions are root pixels divided by it.
+    double pixelsPerPoint = 1;
   };
 
   X11CommandEventTap();

@@ -142,10 +142,26 @@ const Monitor* originMonitor(const std::vector<Monitor>& monitors) {
   return nullptr;
 }
 
-int primaryScreenHeight(Display* display) {
-  const std::vector<Monitor> all = monitors(display);
+std::vector<Monitor> monitorsOrRoot(Display* display, Window root) {
+  std::vector<Monitor> all = monitors(display);
+  if (all.empty()) {
+    const int screen = DefaultScreen(display);
+    all.push_back(Monitor{static_cast<Atom>(root), 0, 0, DisplayWidth(display, screen),
+                          DisplayHeight(display, screen), true});
+  }
+  return all;
+}
+
+X11PointSpace pointSpace(Display* display, double pixelsPerPoint) {
+  const std::vector<Monitor> all = monitorsOrRoot(display, DefaultRootWindow(display));
+  std::vector<Rect> frames;
+  for (const Monitor& m : all) {
+    frames.push_back(Rect{{static_cast<double>(m.x), static_cast<double>(m.y)},
+                          {static_cast<double>(m.width), static_cast<double>(m.height)}});
+  }
   const Monitor* origin = originMonitor(all);
-  return origin ? origin->height : DisplayHeight(display, DefaultScreen(display));
+  return X11PointSpace(std::move(frames), origin ? size_t(origin - all.data()) : all.size(),
+                       DisplayHeight(display, DefaultScreen(display)), pixelsPerPoint);
 }
 
 std::optional<X11RawEventTranslator::KeycodeMap> keycodeMap(Display* display) {

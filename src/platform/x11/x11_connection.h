@@ -1,7 +1,7 @@
 #pragma once
 
 // x11::Connection: one Xlib connection of the X11 platform code, and the small
-// X operations that several of its classes share (the primary screen's height,
+// X operations that several of its classes share (the monitors and their points,
 // Num Lock's modifier bit, key grabs in every lock variant). A connection is used
 // by one thread at a time. Opening the first one installs process-wide Xlib
 // handlers of protocol errors and lost connections that log instead of ending
@@ -18,6 +18,8 @@
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "platform/x11/x11_point_space.h"
 
 #include "platform/x11/x11_raw_event_translator.h"
 
@@ -89,10 +91,11 @@ std::vector<Monitor> monitors(Display* display);
 // primary one, else the one at the root's origin; none when there is neither.
 const Monitor* originMonitor(const std::vector<Monitor>& monitors);
 
-// The height of the primary monitor (XRandR), which is where the bottom-left
-// origin of global points lies; the root window's height when there is no RandR
-// or no monitor at the origin.
-int primaryScreenHeight(Display* display);
+// The monitors, or the whole root window as one when XRandR names none.
+std::vector<Monitor> monitorsOrRoot(Display* display, Window root);
+
+// Global points on this display now, at `pixelsPerPoint`.
+X11PointSpace pointSpace(Display* display, double pixelsPerPoint);
 
 // Where the pointer is on `root`, and which buttons and modifiers are down.
 struct PointerState {

@@ -5,12 +5,12 @@
 #include <utility>
 
 #include "platform/x11/x11_connection.h"
-#include "platform/x11/x11_key_translation.h"
 
 namespace trelvis {
 
-X11PointerLocator::X11PointerLocator(std::string displayName)
-    : connection_(std::make_unique<x11::SharedConnection>(std::move(displayName))) {}
+X11PointerLocator::X11PointerLocator(std::string displayName, double pixelsPerPoint)
+    : connection_(std::make_unique<x11::SharedConnection>(std::move(displayName))),
+      pixelsPerPoint_(pixelsPerPoint) {}
 
 X11PointerLocator::~X11PointerLocator() = default;
 
@@ -18,8 +18,8 @@ Point X11PointerLocator::mouseLocation() const {
   Point location;
   connection_->ask([&](x11::Connection& connection) {
     const auto pointer = x11::queryPointer(connection.display(), connection.root());
-    location = X11KeyTranslation::globalPoint(pointer.rootX, pointer.rootY,
-                                              x11::primaryScreenHeight(connection.display()));
+    location =
+        x11::pointSpace(connection.display(), pixelsPerPoint_).point(pointer.rootX, pointer.rootY);
   });
   return location;
 }

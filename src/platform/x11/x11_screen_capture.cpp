@@ -223,8 +223,9 @@ Rect topLeftRect(const x11::Monitor& m) {
 
 class X11ScreenCapture::Session {
  public:
-  explicit Session(std::unique_ptr<x11::Connection> connection)
+  Session(std::unique_ptr<x11::Connection> connection, double pixelsPerPoint)
       : connection_(std::move(connection)),
+        pixelsPerPoint_(pixelsPerPoint),
         display_(connection_->display()),
         xcb_(XGetXCBConnection(display_)),
         format_(rootPixelFormat(display_)) {
@@ -241,31 +242,19 @@ class X11ScreenCapture::Session {
     return sharedMemory_ ? bytes : 0;
   }
 
-  // The monitors, or the whole root window as one when RandR names none.
-  std::vector<x11::Monitor> monitors() const {
-    std::vector<x11::Monitor> all = x11::monitors(display_);
-    if (all.empty()) {
-      const int screen = DefaultScreen(display_);
-      all.push_back(x11::Monitor{static_cast<Atom>(connection_->root()), 0, 0,
-                                 DisplayWidth(display_, screen), DisplayHeight(display_, screen),
-                                 true});
-    }
-    return all;
-  }
-
   std::vector<Screen> screens() {
-    const std::vector<x11::Monitor> all = monitors();
+    const std::vector<x11::Monitor> all = x11::monitorsOrRoot(display_, connection_->root());
     const x11::Monitor* origin = x11::originMonitor(all);
-    const double originHeight =
-        origin ? origin->height : DisplayHeight(display_, DefaultScreen(display_));
+    const X11PointSpace points = x11::pointSpace(display_, pixelsPerPoint_);
     const std::optional<Rect> workArea = this->workArea();
     std::vector<Screen> result;
     for (const x11::Monitor& m : all) {
       const Rect bounds = topLeftRect(m);
       std::optional<Rect> visible = workArea ? intersection(bounds, *workArea) : std::nullopt;
       if (!visible || visible->isEmpty()) visible = bounds;
-      Screen screen{bottomLeft(bounds, originHeight), bottomLeft(*visible, originHeight),
-                    monitorName(m), static_cast<uint32_t>(m.name)};
+      Screen screen{points.bottomLeft(points.topLeftPoints(bounds)),
+                    points.bottomLeft(points.topLeftPoints(*visible)), monitorName(m),
+                    static_cast<uint32_t>(m.name)};
       // The primary monitor is the main screen and comes first.
       auto at = &m == origin ? result.begin() : result.end();
       result.insert(at, std::move(screen));
@@ -274,16 +263,23 @@ class X11ScreenCapture::Session {
   }
 
   Rect displayBounds(uint32_t displayID) const {
-    for (const x11::Monitor& m : monitors()) {
-      if (static_cast<uint32_t>(m.name) == displayID) return topLeftRect(m);
+    for (const x11::Monitor& m : x11::monitorsOrRoot(display_, connection_->root())) {
+      if (static_cast<uint32_t>(m.name) == displayID) {
+        return x11::pointSpace(display_, pixelsPerPoint_).topLeftPoints(topLeftRect(m));
+      }
     }
     return Rect{};
   }
 
+  // `rect` in top-left points; the image has the display's own pixels.
   CapturedImage capture(const Rect& rect) {
     const Rect root = rootBounds();
+    // At one pixel per point there is no need to ask for the monitors (a round
+    // trip per capture).
+    const Rect pixels =
+        pixelsPerPoint_ == 1 ? rect : x11::pointSpace(display_, pixelsPerPoint_).pixels(rect);
     const std::optional<ScreenCaptureStreamGeometry> part =
-        CaptureGeometryCalculator::streamGeometry(rect, root, 1.0);
+        CaptureGeometryCalculator::streamGeometry(pixels, root, 1.0);
     if (!part) throw ScreenCaptureError(ScreenCaptureError::Kind::emptyImage);
     const auto x = static_cast<int>(std::floor(part->sourceRect.minX()));
     const auto y = static_cast<int>(std::floor(part->sourceRect.minY()));
@@ -296,10 +292,6 @@ class X11ScreenCapture::Session {
   }
 
  private:
-  static Rect bottomLeft(const Rect& topLeft, double originHeight) {
-    return Rect{{topLeft.minX(), originHeight - topLeft.maxY()}, topLeft.size};
-  }
-
   // The root window's size now: RandR can change it while this connection, which
   // reads no events, would not hear of it.
   Rect rootBounds() {
@@ -457,6 +449,7 @@ class X11ScreenCapture::Session {
   }
 
   std::unique_ptr<x11::Connection> connection_;
+  const double pixelsPerPoint_;
   Display* display_;
   xcb_connection_t* xcb_;
   PixelFormat format_;
@@ -466,8 +459,8 @@ class X11ScreenCapture::Session {
   std::map<Atom, std::string> names_;  // atoms never change their names
 };
 
-X11ScreenCapture::X11ScreenCapture(std::string displayName)
-    : displayName_(std::move(displayName)) {}
+X11ScreenCapture::X11ScreenCapture(std::string displayName, double pixelsPerPoint)
+    : displayName_(std::move(displayName)), pixelsPerPoint_(pixelsPerPoint) {}
 
 X11ScreenCapture::~X11ScreenCapture() = default;
 
@@ -475,7 +468,7 @@ X11ScreenCapture::Session* X11ScreenCapture::session() const {
   if (session_ && session_->isBroken()) session_.reset();
   if (!session_) {
     if (auto connection = x11::Connection::open(displayName_)) {
-      session_ = std::make_unique<Session>(std::move(connection));
+      session_ = std::make_unique<Session>(std::move(connection), pixelsPerPoint_);
     }
   }
   return session_.get();

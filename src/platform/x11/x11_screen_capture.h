@@ -1,11 +1,11 @@
 #pragma once
 
 // X11ScreenCapture: the screens of the X display and the pixels of a rectangle of
-// them. Screens are the XRandR monitors, primary first, converted to bottom-left
-// global points (the primary monitor's height minus the root-window y); their
-// visible frames leave out what _NET_WORKAREA reserves. Pixels come from the root
-// window through MIT-SHM into a shared segment that is attached once and reused,
-// and which the captured image refers to instead of a copy; a second one serves
+// them. Screens are the XRandR monitors, primary first, in bottom-left global
+// points (X11PointSpace); their visible frames leave out what _NET_WORKAREA
+// reserves. Pixels come from the root window through MIT-SHM into a shared
+// segment that is attached once and reused, and which the captured image refers
+// to instead of a copy; a second one serves
 // while an image still holds the first, and images larger than a 5K display's
 // lookup band get one of their own. Without shared memory (a remote display, or
 // the extension turned off) a plain GetImage serves.
@@ -26,8 +26,9 @@ namespace trelvis {
 
 class X11ScreenCapture final : public ScreenListing, public ScreenshotCapturing {
  public:
-  // `displayName` empty means $DISPLAY.
-  explicit X11ScreenCapture(std::string displayName = {});
+  // `displayName` empty means $DISPLAY; `pixelsPerPoint` is the interface's
+  // scale, by which points are the display's pixels divided.
+  explicit X11ScreenCapture(std::string displayName = {}, double pixelsPerPoint = 1);
   ~X11ScreenCapture() override;
   X11ScreenCapture(const X11ScreenCapture&) = delete;
   X11ScreenCapture& operator=(const X11ScreenCapture&) = delete;
@@ -55,6 +56,7 @@ class X11ScreenCapture final : public ScreenListing, public ScreenshotCapturing 
   Session* session() const;
 
   std::string displayName_;
+  double pixelsPerPoint_;
   mutable std::unique_ptr<Session> session_;
 };
 
