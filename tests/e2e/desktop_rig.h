@@ -19,7 +19,6 @@
 #include <chrono>
 #include <deque>
 #include <filesystem>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -51,7 +50,7 @@ using namespace std::chrono_literals;
 
 inline const std::string kService = "me.mossgrove.trelvis.auth.refreshToken";
 
-// A page of the screen that the test controls: white, with words or a mark.
+// A page of the screen that the test controls: white, with words.
 class Page final : public QWidget {
  public:
   Page(QRect frame, QString text = {}) : text_(std::move(text)) {
@@ -64,12 +63,6 @@ class Page final : public QWidget {
     QtTestApplication::settle();
   }
 
-  // A black square of 14 pixels centred on `point` (screen pixels).
-  void mark(QPoint point) {
-    mark_ = mapFromGlobal(point);
-    update();
-    QtTestApplication::settle();
-  }
   // The middle of `word` of the text, on the screen.
   QPoint centreOf(const QString& word) const {
     const QFontMetrics metrics(font_);
@@ -85,20 +78,17 @@ class Page final : public QWidget {
     painter.setPen(Qt::black);
     painter.setFont(font_);
     painter.drawText(kMargin, kMargin + QFontMetrics(font_).ascent(), text_);
-    if (mark_) painter.fillRect(QRect(mark_->x() - 7, mark_->y() - 7, 14, 14), Qt::black);
   }
 
  private:
   static constexpr int kMargin = 20;
   QString text_;
   QFont font_;
-  std::optional<QPoint> mark_;
 };
 
 // What the application sent for one stream.
 struct StreamRequest {
   std::string path;
-  std::map<std::string, std::string> fields;
   std::vector<uint8_t> image;
 };
 
@@ -120,13 +110,9 @@ class ScriptedServer {
                       "application/json");
     });
     const auto stream = [this](const httplib::Request& req, httplib::Response& res) {
-      StreamRequest recorded{req.path, {}, {}};
-      for (const auto& [name, part] : req.files) {
-        if (name == "image") {
-          recorded.image.assign(part.content.begin(), part.content.end());
-        } else {
-          recorded.fields[name] = part.content;
-        }
+      StreamRequest recorded{req.path, {}};
+      if (const auto image = req.files.find("image"); image != req.files.end()) {
+        recorded.image.assign(image->second.content.begin(), image->second.content.end());
       }
       const Script script = next();
       requests.add(std::move(recorded));
