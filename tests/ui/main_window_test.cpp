@@ -62,7 +62,6 @@ using State = SystemPermissionState;
 using namespace std::chrono_literals;
 
 using testing::kAda;
-using testing::kService;
 using testing::pairReply;
 
 // The window is given statuses directly; it never asks for one.
@@ -99,14 +98,19 @@ class MainWindowTest : public ::testing::Test, public testing::MainWindowModelHa
 
   void start(bool signedIn) {
     if (signedIn) {
-      tokens->put(kService, "refreshToken", "r0");
-      users->saveUser(kAda, kService);
+      startSignedIn();
+    } else {
+      model->start();
+      network->report(true);
+      scheduler.runUntilIdle();
     }
-    model->start();
-    network->report(true);
-    scheduler.runUntilIdle();
-    if (signedIn) reply(200, pairReply(kAda));
     QtTestApplication::settle();
+  }
+  // Signed in, with both permissions and the first setup done: the signed-in pages.
+  void startReady() {
+    permissions->grantAll();
+    setup.markCompleted();
+    start(true);
   }
 
   template <class T = QLabel>
@@ -308,8 +312,7 @@ TEST_F(MainWindowTest, TheCodeButtonCountsDownAndIsEnglishOrChinese) {
 TEST_F(MainWindowTest, AStoredSessionWaitsForTheNetworkInsteadOfAskingToSignIn) {
   permissions->grantAll();
   setup.markCompleted();
-  tokens->put(kService, "refreshToken", "r0");
-  users->saveUser(kAda, kService);
+  storeSession(kAda);
   model->start();
   network->report(true);
   scheduler.runUntilIdle();
@@ -317,10 +320,7 @@ TEST_F(MainWindowTest, AStoredSessionWaitsForTheNetworkInsteadOfAskingToSignIn) 
   EXPECT_EQ(text("session-status"), "Signing you in…");
   EXPECT_FALSE(shows("session-retry"));
 
-  for (auto& exchange : transport->exchanges()) {
-    if (exchange->isPending()) exchange->fail(URLError(URLErrorCode::notConnectedToInternet, "x"));
-  }
-  scheduler.runUntilIdle();
+  failNetwork();
   EXPECT_EQ(shownPage()->objectName(), "session-page");
   EXPECT_EQ(text("session-status"),
             "You are offline. Trelvis signs you back in when the network returns.");
@@ -353,9 +353,7 @@ TEST_F(MainWindowTest, ThePermissionPageStartsTranslatingOnceBothAreAllowed) {
 }
 
 TEST_F(MainWindowTest, TheHomePageShowsTheQuotaAndTheSidebarItsPages) {
-  permissions->grantAll();
-  setup.markCompleted();
-  start(true);
+  startReady();
   EXPECT_TRUE(shows("home-page"));
   EXPECT_EQ(text("home-account"), "Signed in as ada@example.com");
   EXPECT_EQ(text("home-plan"), "Loading your plan…");
@@ -412,9 +410,7 @@ TEST_F(MainWindowTest, TheHomePageShowsTheQuotaAndTheSidebarItsPages) {
 // The settings page writes the stores, follows their changes from elsewhere, and
 // the whole window retranslates when the application's language changes.
 TEST_F(MainWindowTest, TheSettingsPageWritesTheStoresAndRetranslatesTheWindow) {
-  permissions->grantAll();
-  setup.markCompleted();
-  start(true);
+  startReady();
   click("tab-settings");
   auto* targetBox = part<QComboBox>("settings-target-language");
   auto* appearanceBox = part<QComboBox>("settings-appearance");
@@ -495,9 +491,7 @@ TEST_F(MainWindowTest, TheSettingsPageWritesTheStoresAndRetranslatesTheWindow) {
 // The switch follows the service's status after each click; one that cannot
 // work is disabled with its reason.
 TEST_F(MainWindowTest, TheLaunchAtLoginSwitchFollowsTheServicesStatus) {
-  permissions->grantAll();
-  setup.markCompleted();
-  start(true);
+  startReady();
   launchAtLogin->current = LaunchAtLoginStatus::on;  // changed while the page was away
   click("tab-settings");
   auto* launch = part<QCheckBox>("settings-launch-at-login");
@@ -538,9 +532,7 @@ TEST_F(MainWindowTest, TheLaunchAtLoginSwitchFollowsTheServicesStatus) {
 // Record, then a key combination at the window: the controller's answer shows in
 // the row and a new binding reaches the store. Escape and a second click cancel.
 TEST_F(MainWindowTest, TheRecorderTakesTheNextKeysAtTheWindow) {
-  permissions->grantAll();
-  setup.markCompleted();
-  start(true);
+  startReady();
   click("tab-settings");
   EXPECT_EQ(text("settings-shortcut-select-binding"), "⌥S");
   EXPECT_EQ(text("settings-shortcut-lookup-binding"), "Alt");
@@ -604,9 +596,7 @@ TEST_F(MainWindowTest, TheRecorderTakesTheNextKeysAtTheWindow) {
 // The membership card: the plan, the free figures, and the link to the plans,
 // whose failure to open shows on the card.
 TEST_F(MainWindowTest, TheMembershipCardLinksToThePlans) {
-  permissions->grantAll();
-  setup.markCompleted();
-  start(true);
+  startReady();
   click("tab-settings");
   EXPECT_EQ(text("settings-membership-plan"), "Loading your plan…");
   EXPECT_FALSE(shows("settings-membership-usage"));
