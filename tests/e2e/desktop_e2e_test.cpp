@@ -28,8 +28,8 @@ class DesktopEndToEndTest : public ::testing::Test {
   // The whole screen once the card has settled, for people to look at.
   static void saveScreen(const char* name) {
     QtTestApplication::runUntil([] { return false; }, 300ms);
-    QGuiApplication::primaryScreen()->grabWindow(0).save(QString::fromUtf8(TRELVIS_SCREENSHOT_DIR) +
-                                                         "/" + name);
+    QGuiApplication::primaryScreen()->grabWindow(0).save(
+        QString::fromUtf8(TRELVIS_SCREENSHOT_DIR) + "/" + name);
   }
 
   DesktopRig rig_;
