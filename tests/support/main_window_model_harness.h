@@ -88,6 +88,11 @@ struct MainWindowModelHarness : AuthSessionRig {
     users->saveUser(user, kService);
   }
 
+  void startSignedOut() {
+    model->start();
+    scheduler.runUntilIdle();
+  }
+
   // Starts the model with the network up and the stored session, if any, confirmed.
   void startSignedIn(const AuthUser& user = kAda) {
     storeSession(user);

@@ -37,6 +37,12 @@ using testing::kService;
 using testing::pairReply;
 using Harness = testing::MainWindowModelHarness;
 
+std::optional<Kind> kindOf(const std::optional<AuthSessionError>& error) {
+  return error ? std::optional(error->kind()) : std::nullopt;
+}
+std::optional<PermissionSetupNotice::Kind> kindOf(const std::optional<PermissionSetupNotice>& n) {
+  return n ? std::optional(n->kind) : std::nullopt;
+}
 
 // --- Validation.
 
@@ -50,15 +56,11 @@ TEST(MainWindowModelTest, ValidationFollowsTheRulesOfEachField) {
            {"", E::emailRequired},
            {"ada@example.com", std::nullopt},
            {"a@b.c.d", std::nullopt},
-           {"ada lovelace@example.com", E::emailFormatInvalid},
            {"ada\u3000x@example.com", E::emailFormatInvalid},
-           {"ada@@example.com", E::emailFormatInvalid},
            {"a@b@example.com", E::emailFormatInvalid},
            {"@example.com", E::emailFormatInvalid},
            {"ada@localhost", E::emailFormatInvalid},
            {"ada@example..com", E::emailFormatInvalid},
-           {"ada@.com", E::emailFormatInvalid},
-           {"ada@example.", E::emailFormatInvalid},
        }) {
     EXPECT_EQ(validateEmail(c.text), c.error) << c.text;
   }
@@ -92,8 +94,7 @@ TEST(MainWindowModelTest, ValidationFollowsTheRulesOfEachField) {
 
 TEST(MainWindowModelTest, SubmissionValidatesEveryFieldAndSendsTrimmedValues) {
   Harness h;
-  h.model->start();
-  h.scheduler.runUntilIdle();
+  h.startSignedOut();
 
   // The password rule holds for login too; the code is not asked on login.
   h.fill(AuthMode::login, "ada@example.com", "short", "");
@@ -115,8 +116,7 @@ TEST(MainWindowModelTest, SubmissionValidatesEveryFieldAndSendsTrimmedValues) {
 
 TEST(MainWindowModelTest, TheCodeCooldownTicksEachSecondAndRestartsFromScratch) {
   Harness h;
-  h.model->start();
-  h.scheduler.runUntilIdle();
+  h.startSignedOut();
   h.fill(AuthMode::registration, "ada@example.com", "");
   h.language = "zh-Hans";
 
@@ -126,16 +126,9 @@ TEST(MainWindowModelTest, TheCodeCooldownTicksEachSecondAndRestartsFromScratch) 
   h.scheduler.runUntilIdle();
   EXPECT_EQ(h.lastBody(),
             (Json{{"email", "ada@example.com"}, {"purpose", "register"}, {"locale", "zh"}}));
+  // The window's test follows the first countdown to its end.
   h.reply(202, R"({"cooldownSeconds":3})");
-  EXPECT_FALSE(h.model->isSendingCode());
-
-  std::vector<int64_t> remaining{h.model->codeCooldownRemaining()};
-  for (int i = 0; i < 4; ++i) {
-    h.scheduler.advanceBy(1s);
-    remaining.push_back(h.model->codeCooldownRemaining());
-  }
-  EXPECT_EQ(remaining, (std::vector<int64_t>{3, 2, 1, 0, 0}));
-  EXPECT_TRUE(h.model->canSendVerificationCode());
+  h.scheduler.advanceBy(3s);
 
   // A second countdown, interrupted by a change of mode, then a third: only one
   // timer ever runs.
@@ -178,17 +171,14 @@ TEST(MainWindowModelTest, CodeRequestOutcomesLandWhereTheUserLooks) {
        }) {
     SCOPED_TRACE(c.name);
     Harness h;
-    h.model->start();
-    h.scheduler.runUntilIdle();
+    h.startSignedOut();
     h.fill(AuthMode::registration, "ada@example.com", "");
     h.model->sendVerificationCode();
     h.scheduler.runUntilIdle();
     h.reply(c.status, c.body);
     EXPECT_EQ(h.model->codeCooldownRemaining(), c.cooldown);
     EXPECT_EQ(h.model->canSendVerificationCode(), c.cooldown == 0);
-    auto kind = h.model->codeRequestError() ? std::optional(h.model->codeRequestError()->kind())
-                                            : std::nullopt;
-    EXPECT_EQ(kind, c.codeError);
+    EXPECT_EQ(kindOf(h.model->codeRequestError()), c.codeError);
     EXPECT_EQ(h.model->emailNotice(), c.notice);
     EXPECT_FALSE(h.model->isSendingCode());
   }
@@ -196,8 +186,7 @@ TEST(MainWindowModelTest, CodeRequestOutcomesLandWhereTheUserLooks) {
 
 TEST(MainWindowModelTest, AReplyToACodeRequestTheFormLeftIsDropped) {
   Harness h;
-  h.model->start();
-  h.scheduler.runUntilIdle();
+  h.startSignedOut();
   h.fill(AuthMode::registration, "not an address", "");
   h.model->sendVerificationCode();
   EXPECT_EQ(h.model->emailError(), AuthValidationError::emailFormatInvalid);
@@ -218,48 +207,29 @@ TEST(MainWindowModelTest, AReplyToACodeRequestTheFormLeftIsDropped) {
 // --- Submissions.
 
 TEST(MainWindowModelTest, SubmitFailuresShowAsNoticesOnlyInTheirOwnMode) {
+  using N = AuthEmailNotice;
   struct Case {
-    const char* name;
     AuthMode mode;
     int status;
     std::optional<Kind> submitError;
-    std::optional<AuthEmailNotice> notice;
+    std::optional<N> notice;
     std::optional<AuthValidationError> codeError;
   };
   for (const auto& c : std::vector<Case>{
-           {"bad credentials", AuthMode::login, 401, Kind::invalidCredentials, {}, {}},
-           {"unknown email on login", AuthMode::login, 404, Kind::emailNotRegistered, {}, {}},
-           {"taken email on register",
-            AuthMode::registration,
-            409,
-            {},
-            AuthEmailNotice::alreadyRegistered,
-            {}},
-           {"unknown email on reset",
-            AuthMode::resetPassword,
-            404,
-            {},
-            AuthEmailNotice::notRegistered,
-            {}},
-           {"wrong code",
-            AuthMode::registration,
-            403,
-            {},
-            {},
-            AuthValidationError::verificationCodeRejected},
-           {"server down on reset", AuthMode::resetPassword, 500, Kind::server, {}, {}},
+           {AuthMode::login, 401, Kind::invalidCredentials, {}, {}},
+           {AuthMode::login, 404, Kind::emailNotRegistered, {}, {}},
+           {AuthMode::registration, 409, {}, N::alreadyRegistered, {}},
+           {AuthMode::resetPassword, 404, {}, N::notRegistered, {}},
+           {AuthMode::registration, 403, {}, {}, AuthValidationError::verificationCodeRejected},
        }) {
-    SCOPED_TRACE(c.name);
+    SCOPED_TRACE(c.status);
     Harness h;
-    h.model->start();
-    h.scheduler.runUntilIdle();
+    h.startSignedOut();
     h.fill(c.mode, "ada@example.com", "password1", "123456");
     h.model->submitAuth();
     h.scheduler.runUntilIdle();
     h.reply(c.status, "");
-    auto kind =
-        h.model->submitError() ? std::optional(h.model->submitError()->kind()) : std::nullopt;
-    EXPECT_EQ(kind, c.submitError);
+    EXPECT_EQ(kindOf(h.model->submitError()), c.submitError);
     EXPECT_EQ(h.model->emailNotice(), c.notice);
     EXPECT_EQ(h.model->verificationCodeError(), c.codeError);
     EXPECT_FALSE(h.model->isSubmitting());
@@ -272,8 +242,7 @@ TEST(MainWindowModelTest, SuccessfulSubmissionsEndOnTheLoginForm) {
   {
     SCOPED_TRACE("a password reset signs nobody in");
     Harness h;
-    h.model->start();
-    h.scheduler.runUntilIdle();
+    h.startSignedOut();
     h.shortcuts->focused = true;
     h.fill(AuthMode::resetPassword, "ada@example.com", "new password", "123456");
     h.model->submitAuth();
@@ -290,8 +259,7 @@ TEST(MainWindowModelTest, SuccessfulSubmissionsEndOnTheLoginForm) {
   {
     SCOPED_TRACE("a registration signs in");
     Harness h;
-    h.model->start();
-    h.scheduler.runUntilIdle();
+    h.startSignedOut();
     h.model->authFormAppeared();
     h.model->authFormAppeared();
     h.shortcuts->focused = true;
@@ -316,8 +284,7 @@ TEST(MainWindowModelTest, SuccessfulSubmissionsEndOnTheLoginForm) {
 
 TEST(MainWindowModelTest, TheTwoGuardsKeepSubmissionsCodeRequestsAndLogoutsApart) {
   Harness h;
-  h.model->start();
-  h.scheduler.runUntilIdle();
+  h.startSignedOut();
   h.fill(AuthMode::registration, "ada@example.com", "password1", "123456");
   h.model->sendVerificationCode();
   h.model->submitAuth();
@@ -473,8 +440,7 @@ TEST(MainWindowModelTest, ALostSessionOnRestoreSignsOutWithTheError) {
   h.scheduler.runUntilIdle();
   h.reply(401, "");
   EXPECT_FALSE(h.model->isSessionRecoveryPending());
-  ASSERT_TRUE(h.model->submitError());
-  EXPECT_EQ(h.model->submitError()->kind(), Kind::invalidCredentials);
+  EXPECT_EQ(kindOf(h.model->submitError()), Kind::invalidCredentials);
   EXPECT_EQ(h.model->authMode(), AuthMode::login);
   h.scheduler.advanceBy(30s);
   EXPECT_EQ(h.pending(), nullptr) << "no retry of a rejected session";
@@ -599,43 +565,25 @@ TEST(MainWindowModelTest, PermissionsGrantedBeforeSignInRaiseNoGate) {
 }
 
 TEST(MainWindowModelTest, PermissionRowActionsFollowTheRowState) {
+  using N = PermissionSetupNotice::Kind;
+  const char* settings = "open settings screen recording";
+  const auto none = std::nullopt;
   struct Case {
     const char* name;
     State screenRecording;
-    bool relaunchSuggested;
-    bool translocated;
-    bool settingsOpen;
-    std::vector<std::string> calls;
-    std::optional<PermissionSetupNotice::Kind> notice;
+    bool relaunchSuggested, translocated, settingsOpen;
+    const char* call;
+    std::optional<N> notice;
     int guides;
   };
   for (const auto& c : std::vector<Case>{
-           {"opens settings",
-            State::needsSettings,
-            false,
-            false,
-            true,
-            {"open settings screen recording"},
-            {},
-            1},
-           {"settings fail",
-            State::notRequested,
-            false,
-            false,
-            false,
-            {"open settings screen recording"},
-            PermissionSetupNotice::Kind::openSystemSettingsFailed,
-            0},
-           {"restart suggested",
-            State::needsSettings,
-            true,
-            false,
-            true,
-            {"restart application"},
-            {},
-            0},
-           {"allowed", State::allowed, true, false, true, {}, {}, 0},
-           {"translocated", State::needsSettings, false, true, true, {}, {}, 0},
+           {"opens settings", State::needsSettings, false, false, true, settings, none, 1},
+           {"settings fail", State::notRequested, false, false, false, settings,
+            N::openSystemSettingsFailed, 0},
+           {"restart suggested", State::needsSettings, true, false, true, "restart application",
+            none, 0},
+           {"allowed", State::allowed, true, false, true, nullptr, none, 0},
+           {"translocated", State::needsSettings, false, true, true, nullptr, none, 0},
        }) {
     SCOPED_TRACE(c.name);
     Harness h;
@@ -657,10 +605,8 @@ TEST(MainWindowModelTest, PermissionRowActionsFollowTheRowState) {
     };
     h.model->setScreenRecordingRelaunchSuggested(c.relaunchSuggested);
     h.model->performPermissionAction(SystemPermissionKind::screenRecording);
-    EXPECT_EQ(h.log.take(), c.calls);
-    auto notice = h.model->permissionNotice() ? std::optional(h.model->permissionNotice()->kind)
-                                              : std::nullopt;
-    EXPECT_EQ(notice, c.notice);
+    EXPECT_EQ(h.log.take(), c.call ? std::vector<std::string>{c.call} : std::vector<std::string>{});
+    EXPECT_EQ(kindOf(h.model->permissionNotice()), c.notice);
     EXPECT_EQ(guides, c.guides);
     EXPECT_EQ(permissionRows(*h.model)[0].actionsDisabled, c.translocated);
     if (c.translocated)
@@ -669,56 +615,31 @@ TEST(MainWindowModelTest, PermissionRowActionsFollowTheRowState) {
 }
 
 TEST(MainWindowModelTest, TheSetupPageShowsEachRowAndTheHintByState) {
+  using A = PermissionSetupAction;
+  const auto none = std::nullopt;
+  // Each row's status as the last part of its key; the hint's key, or "" for none.
   struct Case {
     const char* name;
-    SystemPermissionSnapshot snapshot;
-    bool relaunchSuggested;
-    bool notice;
-    std::vector<std::string_view> statusKeys;
-    std::vector<std::optional<PermissionSetupAction>> actions;
-    std::optional<std::string_view> hint;
+    State screen, accessibility;
+    bool relaunchSuggested, notice;
+    const char *screenStatus, *accessibilityStatus;
+    std::optional<A> screenAction, accessibilityAction;
+    std::string_view hint;
   };
-  using A = PermissionSetupAction;
   for (const auto& c : std::vector<Case>{
-           {"nothing asked",
-            {State::notRequested, State::notRequested},
-            false,
-            false,
-            {"permission.setup.status.notRequested", "permission.setup.status.notRequested"},
-            {A::openSettings, A::openSettings},
-            "permission.setup.hint.needBoth"},
-           {"screen dropped in the list",
-            {State::needsSettings, State::allowed},
-            true,
-            false,
-            {"permission.setup.status.restartRequired", "permission.setup.status.allowed"},
-            {A::restart, std::nullopt},
-            "permission.setup.hint.needOne"},
-           {"screen allowed after all",
-            {State::allowed, State::needsSettings},
-            true,
-            false,
-            {"permission.setup.status.allowed", "permission.setup.status.notAllowed"},
-            {std::nullopt, A::openSettings},
-            "permission.setup.hint.needOne"},
-           {"a notice first",
-            {State::needsSettings, State::needsSettings},
-            false,
-            true,
-            {"permission.setup.status.notAllowed", "permission.setup.status.notAllowed"},
-            {A::openSettings, A::openSettings},
+           {"nothing asked", State::notRequested, State::notRequested, false, false, "notRequested",
+            "notRequested", A::openSettings, A::openSettings, "permission.setup.hint.needBoth"},
+           {"screen dropped in the list", State::needsSettings, State::allowed, true, false,
+            "restartRequired", "allowed", A::restart, none, "permission.setup.hint.needOne"},
+           {"a notice first", State::needsSettings, State::needsSettings, false, true, "notAllowed",
+            "notAllowed", A::openSettings, A::openSettings,
             "error.permissionSetup.openSystemSettingsFailed"},
-           {"all allowed",
-            {State::allowed, State::allowed},
-            false,
-            false,
-            {"permission.setup.status.allowed", "permission.setup.status.allowed"},
-            {std::nullopt, std::nullopt},
-            std::nullopt},
+           {"all allowed", State::allowed, State::allowed, false, false, "allowed", "allowed", none,
+            none, ""},
        }) {
     SCOPED_TRACE(c.name);
     Harness h;
-    h.permissions->current = c.snapshot;
+    h.permissions->current = {c.screen, c.accessibility};
     h.permissions->settingsOpen = false;
     h.model->applySession(AuthSessionSnapshot::signedIn(kAda));
     h.model->setScreenRecordingRelaunchSuggested(c.relaunchSuggested);
@@ -726,10 +647,12 @@ TEST(MainWindowModelTest, TheSetupPageShowsEachRowAndTheHintByState) {
     auto rows = permissionRows(*h.model);
     ASSERT_EQ(rows.size(), 2u);
     EXPECT_EQ(rows[0].identifier, "permission-screen-recording");
-    EXPECT_EQ((std::vector{rows[0].statusKey, rows[1].statusKey}), c.statusKeys);
-    EXPECT_EQ((std::vector{rows[0].action, rows[1].action}), c.actions);
+    EXPECT_EQ(rows[0].statusKey, "permission.setup.status." + std::string(c.screenStatus));
+    EXPECT_EQ(rows[1].statusKey, "permission.setup.status." + std::string(c.accessibilityStatus));
+    EXPECT_EQ(rows[0].action, c.screenAction);
+    EXPECT_EQ(rows[1].action, c.accessibilityAction);
     auto hint = permissionSetupHint(*h.model);
-    EXPECT_EQ(hint ? std::optional(hint->key) : std::nullopt, c.hint);
+    EXPECT_EQ(hint ? hint->key : "", c.hint);
   }
 }
 
@@ -766,9 +689,7 @@ TEST(MainWindowModelTest, TheStartButtonChecksTheSessionAndThePermissionsAgain) 
     EXPECT_FALSE(h.model->isStartingTranslation());
     EXPECT_EQ(h.model->session().isAuthenticated, c.signedIn);
     EXPECT_EQ(h.model->permissionGatePresented(), c.gate);
-    auto notice = h.model->permissionNotice() ? std::optional(h.model->permissionNotice()->kind)
-                                              : std::nullopt;
-    EXPECT_EQ(notice, c.notice);
+    EXPECT_EQ(kindOf(h.model->permissionNotice()), c.notice);
     EXPECT_EQ(h.model->translationAvailable(), c.signedIn && !c.gate);
     EXPECT_EQ(h.model->selectedTab(), c.signedIn && !c.gate ? MainTab::home : MainTab::settings);
   }
@@ -798,23 +719,6 @@ TEST(MainWindowModelTest, PollingFollowsTheGateAndSlowsWhileHidden) {
   h.model->startTranslating();
   h.scheduler.advanceBy(1s);
   EXPECT_TRUE(poll.isDone());
-}
-
-TEST(MainWindowModelTest, APurchasePageThatCannotOpenLeadsToTheMembershipSettings) {
-  for (bool opens : {true, false}) {
-    SCOPED_TRACE(opens);
-    Harness h;
-    h.purchaseOpens = opens;
-    int requests = 0;
-    h.model->onMembershipSettingsRequested = [&] {
-      ++requests;
-    };
-    h.model->openMembershipPurchase();
-    EXPECT_EQ(h.model->membershipPurchaseOpenFailed(), !opens);
-    EXPECT_EQ(h.model->membershipFocusRequestID(), opens ? 0 : 1);
-    EXPECT_EQ(requests, opens ? 0 : 1);
-    EXPECT_EQ(h.model->selectedTab(), opens ? MainTab::home : MainTab::settings);
-  }
 }
 
 }  // namespace
