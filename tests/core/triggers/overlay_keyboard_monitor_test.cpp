@@ -1,6 +1,5 @@
 #include "core/triggers/overlay_keyboard_monitor.h"
 #include "base/log.h"
-#include "core/triggers/overlay_local_keyboard_state.h"
 #include "core/triggers/trigger_steps.h"
 #include "support/fake_input_environment.h"
 #include "support/fake_overlay_keyboard_tap.h"
@@ -25,7 +24,7 @@ struct Harness {
   explicit Harness(uint64_t copyModifier = kPlatformCopyChordModifier) {
     monitor = std::make_shared<OverlayKeyboardMonitor>(
         permission, tap,
-        OverlayKeyboardMonitor::Closures{[this] { return visible; }, [this] { return pinned; },
+        OverlayKeyboardMonitor::Closures{[this] { return visible; }, [] { return false; },
                                          [this] { return selection; },
                                          [this] { log.push_back("escape"); },
                                          [this](const std::string& text) {
@@ -37,14 +36,14 @@ struct Harness {
   // Sends the key events of `steps` and answers, for each, '1' when it was
   // swallowed and '0' when it went on. A step is "esc", "c" or "a", then "*" for
   // an auto-repeat or "^" for the release, then the flags as in trigger_steps.h
-  // ("c/m": C with Command, the copy chord as taps report it). "[pinned]",
-  // "[hidden]", "[noselection]" and "[empty]" change the card and answer '-'.
+  // ("c/m": C with Command, the copy chord as taps report it). "[hidden]",
+  // "[noselection]" and "[empty]" change the card and answer '-'. A pinned
+  // card is the window system tap's test.
   std::string send(const std::string& steps) {
     std::istringstream words(steps);
     std::string answers;
     for (std::string word; words >> word;) {
       if (word.starts_with('[')) {
-        pinned = pinned || word == "[pinned]";
         visible = visible && word != "[hidden]";
         if (word == "[noselection]") selection = std::nullopt;
         if (word == "[empty]") selection = "";
@@ -67,7 +66,6 @@ struct Harness {
   FakeAccessibilityPermission permission;
   FakeOverlayKeyboardTap tap;
   bool visible = true;
-  bool pinned = false;
   std::optional<std::string> selection = "hello";
   std::vector<std::string> log;
   std::shared_ptr<OverlayKeyboardMonitor> monitor;
@@ -86,7 +84,6 @@ TEST(OverlayKeyboardMonitorTest, SwallowsEscapeAndTheCopyChordWithTheirKeyUps) {
        "esc esc* esc* esc^ esc^",
        "11110",
        {"escape"}},
-      {"Escape on a pinned card reaches the application", "[pinned] esc esc* esc^", "-000", {}},
       {"the card hides while Escape is held: the key-up is still swallowed",
        "esc [hidden] esc* esc^",
        "1-11",
@@ -156,17 +153,6 @@ TEST(OverlayKeyboardMonitorTest, StartsWithTrustReEnablesAndForgetsPendingKeyUps
   EXPECT_EQ(h.send("esc"), "1");
   h.monitor.reset();
   EXPECT_EQ(h.send("esc^"), "0");
-}
-
-TEST(OverlayLocalKeyboardStateTest, ConsumesTheRepeatsAndReleaseOfOneKey) {
-  OverlayLocalKeyboardState state;
-  EXPECT_FALSE(state.consumeKeyUp(kEsc));
-  state.recordConsumedKeyDown(kEsc);
-  EXPECT_TRUE(state.consumesRepeat(kEsc));
-  EXPECT_FALSE(state.consumesRepeat(kC));
-  EXPECT_FALSE(state.consumeKeyUp(kC));
-  EXPECT_TRUE(state.consumeKeyUp(kEsc));
-  EXPECT_FALSE(state.consumeKeyUp(kEsc));
 }
 
 }  // namespace
