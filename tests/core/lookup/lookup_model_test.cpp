@@ -106,6 +106,8 @@ TEST(LookupDecodingTest, FinalResultDefaults) {
   EXPECT_EQ(full.selectedUnit->confidence, 0.9);
   ASSERT_TRUE(full.entry);
   EXPECT_EQ(full.entry->meaning, "");
+  EXPECT_EQ(full.entry->phonetic, "/wɜːd/");
+  EXPECT_EQ(full.mouseX, 12.0);
   EXPECT_EQ(full.error, "llm_failed");
   EXPECT_TRUE(full.hasSelection());
 }
