@@ -252,8 +252,16 @@ TEST_F(ShortcutControllerTest, RecordingFailures) {
   }
 }
 
-TEST_F(ShortcutControllerTest, CancellingTheTaskEndsTheRecording) {
+// The main window's test resets with forward delete; this is the other key.
+TEST_F(ShortcutControllerTest, BackspaceResetsToTheDefaultAndCancellingTheTaskEndsTheRecording) {
+  store_.save({"lookupTrigger", ShortcutBindingKind::modifierTap, 61, 0});
   controller().start();
+  auto reset = record("lookupTrigger");
+  scheduler_.runUntilIdle();
+  sendLocal(press(51));
+  scheduler_.runUntilIdle();
+  EXPECT_EQ(store_.binding("lookupTrigger").keyCode, 58);
+
   auto cancelled = record("selectTranslateTrigger");
   scheduler_.runUntilIdle();
   EXPECT_TRUE(controller().isRecording());
