@@ -191,40 +191,30 @@ TEST_F(ScreenCaptureServiceTest, RegionIsClippedToTheDisplayUnderItsCentre) {
 }
 
 TEST_F(ScreenCaptureServiceTest, FailuresOfThePlatformReachTheCaller) {
-  pointer_ = {500, 400};
+  using SE = ScreenCaptureError;
+  const auto refuse = [](const Rect&) -> CapturedImage {
+    throw SE::captureFailed("no server");
+  };
+  const auto blank = [](const Rect&) {
+    return CapturedImage{};
+  };
   struct Case {
     const char* name;
-    std::function<void()> arrange;
+    std::function<CapturedImage(const Rect&)> answer;
+    bool encodingFails;
     ScreenCaptureError expected;
   };
   const Case cases[] = {
-      {"capture fails",
-       [&] {
-         screenshots_.answer = [](const Rect&) -> CapturedImage {
-           throw ScreenCaptureError::captureFailed("no server");
-         };
-       },
-       ScreenCaptureError::captureFailed("no server")},
-      {"nothing captured",
-       [&] {
-         screenshots_.answer = [](const Rect&) {
-           return CapturedImage{};
-         };
-       },
-       ScreenCaptureError(Kind::emptyImage)},
-      {"encoding fails", [&] { encoder_->fails = true; }, ScreenCaptureError(Kind::encodingFailed)},
-      {"no screens",
-       [&] {
-         screens_.list.clear();
-         screens_.main.reset();
-       },
-       ScreenCaptureError(Kind::displayUnavailable)},
+      {"capture fails", refuse, false, SE::captureFailed("no server")},
+      {"nothing captured", blank, false, SE(Kind::emptyImage)},
+      {"encoding fails", nullptr, true, SE(Kind::encodingFailed)},
+      {"no screens", nullptr, false, SE(Kind::displayUnavailable)},
   };
   for (const Case& c : cases) {
-    screenshots_.answer = nullptr;
-    encoder_->fails = false;
-    c.arrange();
-    EXPECT_EQ(failureOf(run(service_.captureImageAtPointer(pointer_))), c.expected) << c.name;
+    screenshots_.answer = c.answer;
+    encoder_->fails = c.encodingFails;
+    if (c.expected.kind() == Kind::displayUnavailable) screens_ = FakeScreens{};
+    EXPECT_EQ(failureOf(run(service_.captureImageAtPointer({500, 400}))), c.expected) << c.name;
     EXPECT_EQ(failureOf(run(service_.captureRegion(R(100, 100, 50, 50)))), c.expected) << c.name;
   }
 }
