@@ -126,13 +126,9 @@ TEST_F(LookupOverlayModelTest, ASelectionBelongsToItsViewAndToTheTextItWasMadeIn
 }
 
 TEST_F(LookupOverlayModelTest, CardActionsActOnlyWhereTheyApply) {
-  Lines actions;
-  model->onViewPro = [&] {
-    actions.push_back("view pro");
-  };
-  model->onRetryParagraphTranslation = [&] {
-    actions.push_back("retry");
-  };
+  CallLog actions;
+  model->onViewPro = actions.note("view pro");
+  model->onRetryParagraphTranslation = actions.note("retry");
   for (auto code : {LookupErrorCode::rateLimited, LookupErrorCode::translationQuotaExhausted}) {
     LookupViewState state;
     state.status = LookupStatus::error;
@@ -145,7 +141,7 @@ TEST_F(LookupOverlayModelTest, CardActionsActOnlyWhereTheyApply) {
   model->retryParagraphTranslation();
   // A translation is copied trimmed: the card view's test presses Copy.
   EXPECT_FALSE(model->copyParagraphTranslation());
-  EXPECT_EQ(actions, (Lines{"view pro", "retry"}));
+  EXPECT_EQ(actions.take(), (Lines{"view pro", "retry"}));
 }
 
 TEST_F(LookupOverlayModelTest, EnrollmentSendsOnceAndIgnoresLateAnswers) {
