@@ -79,7 +79,6 @@ class ShortcutControllerTest : public ::testing::Test {
     };
   }
 
-  // A tap of left Option on the global tap.
   void tapLeftOption() {
     tap_.send(T::flagsChanged, KeyCodes::leftOption, kOption);
     tap_.send(T::flagsChanged, KeyCodes::leftOption, 0);
@@ -89,7 +88,6 @@ class ShortcutControllerTest : public ::testing::Test {
     for (const LocalInputEvent& event : events) localEvents_.send(event);
   }
 
-  // Starts recording for `actionId` in a task on the main executor.
   Task<ShortcutBinding> record(std::string actionId) {
     return spawn(main_, [this, actionId]() -> Async<ShortcutBinding> {
       co_return co_await controller().record(actionId);

@@ -110,7 +110,6 @@ std::vector<Case> sharedCases() {
   };
 }
 
-// Runs a case's steps: events go to `send`, operations to `op`.
 template <class Send, class Op>
 void runSteps(const Case& c, TestScheduler& clock, Send send, Op op) {
   for (const TriggerStep& step : parseSteps(c.steps)) {
