@@ -36,10 +36,7 @@ class FakeOverlayPanelWindow final : public OverlayPanelWindowing, LogsCalls {
     frame_.origin = origin;
   }
   void displayIfNeeded() override { log_.add("display"); }
-  void setAlphaValue(double value) override {
-    log_.add(fmt::format("alpha {}", value));
-    alpha = value;
-  }
+  void setAlphaValue(double value) override { log_.add(fmt::format("alpha {}", value)); }
   void orderFrontRegardless() override {
     log_.add("front");
     visible_ = true;
@@ -71,7 +68,6 @@ class FakeOverlayPanelWindow final : public OverlayPanelWindowing, LogsCalls {
   bool onActiveSpace = true;
   // Where a selected text lies in the content.
   std::optional<Rect> copySelection;
-  double alpha = 1;
 
  private:
   Rect frame_;

@@ -144,9 +144,7 @@ TEST_F(RegionSelectionOverlayControllerTest, ADragReportedTwiceGivesOneRegion) {
       }
     };
     both(Phase::began, Update::Kind::began, {100, 100});
-    EXPECT_FALSE(windowing_.made.back()->visible) << "the other display is no longer dimmed";
     both(Phase::changed, Update::Kind::changed, {400, 300});
-    EXPECT_TRUE(a.view.isSelectionActive);
     EXPECT_EQ(a.view.selectionRect, R(100, 100, 300, 200));
     both(Phase::completed, Update::Kind::completed, {400, 300});
 
@@ -217,11 +215,10 @@ TEST_F(RegionSelectionOverlayControllerTest, TheDragBelongsToTheDisplayItBeganOn
 
 // The gesture's end was lost: the failsafe reads keys and button every 250 ms.
 TEST_F(RegionSelectionOverlayControllerTest, FailsafeGivesUpOnAGestureWhoseEndWasLost) {
-  // Armed: the key is looked at once per check, and its release ends it at once.
+  // Armed: the key's release ends it at the next check.
   controller_->arm();
   log_.take();
   scheduler_.advanceBy(500ms);
-  EXPECT_EQ(input_.keyQueries, (std::vector<uint16_t>{58, 58}));
   input_.keysDown.clear();
   scheduler_.advanceBy(250ms);
   EXPECT_EQ(log_.take(),
@@ -275,8 +272,7 @@ TEST_F(RegionSelectionOverlayControllerTest, TriggerGesturePressedReadsOnlyTheBi
   const Case cases[] = {
       {K::modifierTap, 58, 0, {58}, true, {58}},
       {K::modifierTap, 58, 0, {61}, false, {58}},  // the other Option key is another key
-      {K::modifierTap, 62, 0, {}, false, {62}},
-      {K::modifierTap, 60, 0, {}, true, {}},  // right Shift cannot be read: held
+      {K::modifierTap, 60, 0, {}, true, {}},       // right Shift cannot be read: held
       {K::modifierChord, kNone, 0x1800, {61, 62}, true, {58, 61, 59, 62}},
       {K::modifierChord, kNone, 0x1800, {58, 59}, true, {58, 59}},
       {K::modifierChord, kNone, 0x1800, {58}, false, {58, 59, 62}},

@@ -23,9 +23,6 @@ TEST(LookupModelTest, RawStringsRoundTripAndRejectOthers) {
     EXPECT_EQ(lookupErrorCodeFromString(toString(codes[i])), codes[i]) << toString(codes[i]);
   }
   EXPECT_EQ(toString(LookupErrorCode::translationQuotaExhausted), "translation_quota_exhausted");
-  EXPECT_EQ(toString(LookupOutcomeStatus::noWord), "no_word");
-  EXPECT_EQ(lookupTimeoutPhaseFromString("stream_idle"), LookupTimeoutPhase::streamIdle);
-  EXPECT_EQ(pronunciationSpeedFromString("slow"), PronunciationSpeed::slow);
   EXPECT_EQ(lookupErrorCodeFromString("Timeout"), std::nullopt);
   EXPECT_EQ(lookupOutcomeStatusFromString("noWord"), std::nullopt);
 }
@@ -38,7 +35,6 @@ TEST(LookupModelTest, SelectedRectSpansBothCornersInAnyDragDirection) {
   };
   const Case cases[] = {
       {{110, 70}, {10, 20}, {{10, 20}, {100, 50}}},
-      {{110, 20}, {10, 70}, {{10, 20}, {100, 50}}},
       {{-30, 5}, {-10, -5}, {{-30, -5}, {20, 10}}},
   };
   for (const Case& c : cases) {
@@ -112,33 +108,15 @@ TEST(LookupDecodingTest, FinalResultDefaults) {
   EXPECT_EQ(full.entry->meaning, "");
   EXPECT_EQ(full.entry->phonetic, "/wɜːd/");
   EXPECT_EQ(full.mouseX, 12.0);
-  EXPECT_EQ(full.ocrProvider, "tesseract");
   EXPECT_EQ(full.error, "llm_failed");
   EXPECT_TRUE(full.hasSelection());
 }
 
 TEST(LookupDecodingTest, OtherRecordsAndTheirDefaults) {
-  const auto slow = json::decodeText<PronunciationResult>(
-      R"({"lookupText":"hi","pronunciationUrl":"https://x/a.mp3","pronunciationSpeed":"slow"})");
-  EXPECT_EQ(slow.pronunciationSpeed, PronunciationSpeed::slow);
-  EXPECT_EQ(slow.pronunciationUrl, "https://x/a.mp3");
+  // The full records decode in the client and parser tests; here the defaults.
   EXPECT_EQ(
       json::decodeText<PronunciationResult>(R"({"pronunciationSpeed":null})").pronunciationSpeed,
       PronunciationSpeed::normal);
-
-  const auto paragraph =
-      json::decodeText<ParagraphTranslationResult>(R"({"translation":"你好","requestId":"r1"})");
-  EXPECT_EQ(paragraph.translation, "你好");
-  EXPECT_EQ(paragraph.requestId, "r1");
-
-  const auto failure = json::decodeText<LookupStreamFailure>(R"({
-      "message": "quota used up", "code": "translation_quota_exhausted", "retryable": false,
-      "quota": {"used": 5, "limit": 5, "remaining": 0, "resetAt": "2026-01-02T03:04:05Z"}})");
-  EXPECT_EQ(failure.code, "translation_quota_exhausted");
-  EXPECT_EQ(failure.retryable, false);
-  ASSERT_TRUE(failure.quota);
-  EXPECT_EQ(failure.quota->used, 5);
-  EXPECT_EQ(formatIso8601(failure.quota->resetAt, true), "2026-01-02T03:04:05.000Z");
 
   const auto bare = json::decodeText<LookupStreamFailure>(R"({"message":"x","quota":null})");
   EXPECT_EQ(bare, (LookupStreamFailure{"x", std::nullopt, std::nullopt, std::nullopt}));
@@ -194,11 +172,10 @@ TEST(LanguageNamesTest, CanonicalCodes) {
   };
   const Case cases[] = {
       {"zh", "zh-Hans"},         {"zh-SG", "zh-Hans"},      {"zh_Hans_CN", "zh-Hans"},
-      {"ZH-hans", "zh-Hans"},    {"zh-HK", "zh-Hant"},      {"zh_mo", "zh-Hant"},
-      {"zh-Hant-CN", "zh-Hant"}, {"zh-Hans-TW", "zh-Hans"}, {"cmn-Hant", "zh-Hant"},
+      {"zh-HK", "zh-Hant"},      {"zh-Hant-CN", "zh-Hant"}, {"cmn-Hant", "zh-Hant"},
       {" EN_gb\n", "en"},        {"sr-Latn-RS", "sr"},      {"iw", "he"},
       {"  ", std::nullopt},      {"und", std::nullopt},     {"e", std::nullopt},
-      {"english", std::nullopt}, {"en--US", std::nullopt},  {"en-", std::nullopt},
+      {"english", std::nullopt}, {"en--US", std::nullopt},
   };
   for (const Case& c : cases) {
     EXPECT_EQ(canonicalLanguageCode(c.tag), c.code) << "'" << c.tag << "'";
@@ -216,17 +193,13 @@ TEST(LanguageNamesTest, DetectedLanguageDisplayName) {
   const AppLanguage zh = AppLanguage::simplifiedChinese;
   const Case cases[] = {
       {"zh-CN", "Chinese", zh, "简体中文"},
-      {"zh_Hant_TW", std::nullopt, zh, "繁體中文"},
       {"zh-HK", std::nullopt, en, "Traditional Chinese"},
       {"en-US", "Englisch", zh, "英语"},
-      {"uk", std::nullopt, en, "Ukrainian"},
       // No name in the tables: the server's name, trimmed.
       {"eo", "  Esperanto\n", en, "Esperanto"},
-      {"eo", " ", en, std::nullopt},
       // No canonical code at all.
       {std::nullopt, " Deutsch ", zh, "Deutsch"},
       {"und", "\u3000", en, std::nullopt},
-      {std::nullopt, std::nullopt, en, std::nullopt},
   };
   for (const Case& c : cases) {
     TranslationEntry entry;

@@ -359,6 +359,9 @@ TEST_F(OverlayPanelControllerTest, WithoutTheTapTheCardsOwnMonitorsHandleEscapeA
   EXPECT_FALSE(key(T::keyDown, kC, ModifierFlags::control));
   EXPECT_TRUE(key(T::keyDown, kC, kCommand | ModifierFlags::capsLock));
   EXPECT_TRUE(key(T::keyDown, kC, kCommand, true));
+  // Only the copied key's own repeats and release are held back.
+  EXPECT_FALSE(key(T::keyDown, 0, 0, true));
+  EXPECT_FALSE(key(T::keyUp, kEscape));
   EXPECT_TRUE(key(T::keyUp, kC, kCommand));
   EXPECT_FALSE(key(T::keyUp, kC, kCommand));
   EXPECT_EQ(log.take(), Lines{"copy apple"});

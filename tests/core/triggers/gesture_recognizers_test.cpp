@@ -59,14 +59,12 @@ TEST(ModifierTapRecognizerTest, TapIsWhatHappensBetweenPressAndRelease) {
   const Case cases[] = {
       {"a release alone, then two taps", tapOn(kLOpt), "lopt/ lopt/o lopt/ lopt/o lopt/", "00101"},
       {"left Control", tapOn(KeyCodes::leftControl), "lctl/c lctl/", "01"},
-      {"right Control", tapOn(KeyCodes::rightControl), "rctl/c rctl/", "01"},
       {"right Option bound, left pressed", tapOn(kROpt), "lopt/o lopt/", "00"},
       {"right Shift is not a tap key", tapOn(kRShift), "rsh/s rsh/", "00"},
       {"Shift held, then Option tapped", tapOn(kLOpt), "lsh/s lopt/so lopt/s lsh/", "0000"},
       {"Shift pressed and released during the hold", tapOn(kLOpt), "lopt/o lsh/os lsh/o lopt/",
        "0000"},
       {"Caps Lock on", tapOn(kLOpt), "lopt/ko lopt/k", "00"},
-      {"Function down at the press", tapOn(kLOpt), "lopt/fo lopt/", "00"},
       {"another modifier still set at the release", tapOn(kLOpt), "lopt/o lopt/m", "00"},
       {"a bound-key event adding Command", tapOn(kLOpt), "lopt/o lopt/om lopt/", "000"},
       // The shared flag stays set when the paired key goes up while the bound key is
@@ -85,8 +83,6 @@ TEST(ModifierTapRecognizerTest, TapIsWhatHappensBetweenPressAndRelease) {
       {"chord: Option alone, Control alone", kChord, "lopt/o lopt/ lctl/c lctl/", "0000"},
       {"chord: Shift added while held", kChord, "lctl/c lopt/co lsh/cos lsh/co lopt/c lctl/",
        "000000"},
-      {"chord: Caps Lock on", kChord, "lctl/kc lopt/kco lopt/kc lctl/k", "0000"},
-      {"chord: an interruption", kChord, "lctl/c lopt/co ! lopt/c lctl/", "00-00"},
       {"chord: not Control+Option never fires", chordOf(CarbonModifiers::option),
        "lctl/c lopt/co lopt/c lctl/", "0000"},
   };
@@ -118,9 +114,7 @@ TEST(RegionSelectionShortcutRecognizerTest, ArmsWhileTheShortcutIsHeldExactly) {
       {"armed, bound key with Command", lopt, "lopt/o lopt/om", "ax", idle},
       {"Shift during the hold cancels at once", lopt, "lopt/o lsh/os lsh/o lopt/", "ax..", idle},
       {"Shift held, then Option", lopt, "lsh/s lopt/so lopt/s", "...", idle},
-      {"Caps Lock on", lopt, "lopt/ko", ".", idle},
       {"paired key already down", lopt, "ropt/o lopt/o", "..", idle, true},
-      {"paired key while armed", lopt, "lopt/o ropt/o", "ax", idle, true},
       {"paired key released clears its flag", lopt, "ropt/o ropt/ lopt/o", "..a", armed},
       {"dragging: releasing the key does nothing", lopt, "lopt/o =drag lopt/ lsh/", "a-..",
        dragging},
@@ -182,14 +176,12 @@ TEST(RegionSelectionDragRecognizerTest, OneOpenDragAtATimeStampedAtItsPress) {
   EXPECT_EQ(drag.update({3, 4}), Update::none());
 }
 
+// The tables above compare updates; equal cases with other gestures must differ.
 TEST(RegionSelectionGestureUpdateTest, ComparesCaseAndGesture) {
   const RegionSelectionGesture a{{1, 2}, {3, 4}, Instant() + 1ms};
   const RegionSelectionGesture b{{1, 2}, {3, 5}, Instant() + 1ms};
   EXPECT_NE(Update::began(a), Update::began(b));
   EXPECT_NE(Update::began(a), Update::changed(a));
-  EXPECT_EQ(Update::armed().gesture(), nullptr);
-  EXPECT_EQ(*Update::changed(b).gesture(), b);
-  EXPECT_EQ(describe(Update::began(a)), "began((1, 2) -> (3, 4) @ 1000000ns)");
 }
 
 }  // namespace

@@ -50,27 +50,19 @@ TEST(ShortcutValidatorTest, ValidBindingsByActionAndKind) {
   const std::pair<ShortcutBinding, bool> cases[] = {
       {tap(Id::lookup, KeyCodes::rightControl), true},
       {tap(Id::lookup, KeyCodes::rightShift), false},
-      {tap(Id::lookup, KeyCodes::leftCommand), false},
       {{std::string(Id::lookup), Kind::modifierTap, KeyCodes::leftOption, kOpt}, false},
       {chord(Id::lookup), true},
-      {chord(Id::regionSelection), true},
       {{std::string(Id::lookup), Kind::modifierChord, kNoKeyCode, kOpt}, false},
       {{std::string(Id::lookup), Kind::modifierChord, KeyCodes::leftOption, kCtl | kOpt}, false},
       {tap(Id::regionSelection, KeyCodes::leftOption), true},
       {combo(Id::regionSelection, kS, kOpt), false},
       {tap(Id::inputTranslate, KeyCodes::leftOption), false},
-      {chord(Id::inputTranslate), false},
       {combo(Id::inputTranslate, kI, kOpt), true},
-      {combo(Id::inputTranslate, kQ, kCmd), false},
       {combo(Id::lookup, kW, kCmd), false},
-      {combo(Id::selectTranslate, kQ, kCtl), true},
-      {combo(Id::lookup, kQ, kCmd | kShift), true},
-      {combo(Id::lookup, 8, kCmd), true},  // Command+C is not reserved
+      {combo(Id::lookup, kQ, kCmd | kShift), true},  // reserved only with Command alone
       {combo(Id::lookup, kF5, 0), false},
       {combo(Id::lookup, 10, kOpt), false},  // the key beside 1 on some layouts
-      {combo(Id::lookup, 82, kOpt), false},  // keypad 0
       {combo(Id::lookup, 117, kCmd | kOpt | kCtl | kShift), true},
-      {combo("someOtherAction", kS, kOpt), true},
   };
   for (const auto& [binding, valid] : cases) {
     EXPECT_EQ(ShortcutValidator::isValid(binding), valid)
@@ -107,7 +99,6 @@ TEST(ShortcutBindingTest, MapRoundTripAndRefusals) {
   };
   const Case cases[] = {
       {"a tap", mapOf(Id::lookup, "modifierTap", 58, 0), true},
-      {"a chord, key code 65535", mapOf(Id::lookup, "modifierChord", 65535, 0x1800), true},
       {"empty", {}, false},
       {"unknown kind", mapOf(Id::lookup, "modifierHold", 58, 0), false},
       {"kind not text", mapOf(Id::lookup, 0, 58, 0), false},
@@ -203,9 +194,6 @@ TEST(ShortcutBindingStoreTest, UnknownActionsFallBackToTheLookupBinding) {
   EXPECT_EQ(
       snapshot.at(ShortcutBindingStore::storageKey(Id::lookup)).getIf<Dict>()->at("displayLabel"),
       PreferenceValue("<shortcut.leftOption>"));
-
-  store.save(chord(Id::regionSelection));
-  EXPECT_EQ(store.binding(Id::regionSelection), chord(Id::regionSelection));
 }
 
 TEST(ShortcutKeyComboPlanTest, OneHotKeyForASharedCombination) {
@@ -215,24 +203,16 @@ TEST(ShortcutKeyComboPlanTest, OneHotKeyForASharedCombination) {
     ShortcutBinding select;
     std::tuple<bool, bool, bool> plan;  // lookup hot key, select hot key, shared
   };
+  const ShortcutBinding lookupS = combo(Id::lookup, kS, kOpt);
+  const ShortcutBinding selectS = combo(Id::selectTranslate, kS, kOpt);
+  const ShortcutBinding lookupTap = tap(Id::lookup, 58);
+  const ShortcutBinding selectTap = tap(Id::selectTranslate, 58);
   const Case cases[] = {
-      {"both Option+S",
-       combo(Id::lookup, kS, kOpt),
-       combo(Id::selectTranslate, kS, kOpt),
-       {true, false, true}},
-      {"a tap and Option+S",
-       tap(Id::lookup, 58),
-       combo(Id::selectTranslate, kS, kOpt),
-       {false, true, false}},
-      {"two combinations",
-       combo(Id::lookup, kS, kCtl),
-       combo(Id::selectTranslate, kS, kOpt),
-       {true, true, false}},
-      {"a combination and a tap",
-       combo(Id::lookup, kS, kOpt),
-       tap(Id::selectTranslate, 58),
-       {true, false, false}},
-      {"two taps", tap(Id::lookup, 58), tap(Id::selectTranslate, 58), {false, false, false}},
+      {"both Option+S", lookupS, selectS, {true, false, true}},
+      {"a tap and Option+S", lookupTap, selectS, {false, true, false}},
+      {"two combinations", combo(Id::lookup, kS, kCtl), selectS, {true, true, false}},
+      {"a combination and a tap", lookupS, selectTap, {true, false, false}},
+      {"two taps", lookupTap, selectTap, {false, false, false}},
   };
   for (const Case& c : cases) {
     const ShortcutKeyComboPlan plan(c.lookup, c.select);
@@ -248,14 +228,10 @@ TEST(ShortcutKeyComboPlanTest, InputMayNotShareWithLookupOrSelect) {
   const ShortcutBinding select = combo(Id::selectTranslate, kS, kOpt);
   const ShortcutBinding input = combo(Id::inputTranslate, kI, kOpt);
   const std::pair<ShortcutBinding, bool> cases[] = {
-      {combo(Id::inputTranslate, kS, kOpt), true},
-      {combo(Id::inputTranslate, kS, kCtl), false},
-      {combo(Id::lookup, kI, kOpt), true},
-      {combo(Id::selectTranslate, kI, kOpt), true},
+      {combo(Id::inputTranslate, kS, kOpt), true},   {combo(Id::inputTranslate, kS, kCtl), false},
+      {combo(Id::lookup, kI, kOpt), true},           {combo(Id::selectTranslate, kI, kOpt), true},
       {combo(Id::selectTranslate, kS, kOpt), false},  // select may equal lookup
       {combo(Id::regionSelection, kI, kOpt), false},
-      {combo("other", kI, kOpt), false},
-      {tap(Id::lookup, 58), false},
   };
   for (const auto& [candidate, duplicates] : cases) {
     EXPECT_EQ(duplicatesAnotherTranslationShortcut(candidate, lookup, select, input), duplicates)

@@ -30,28 +30,18 @@ TEST(LocalizedTextTest, SegmentsMergeAndRenderThroughTheCatalogue) {
 }
 
 // The key tables are checked whole against the X11 keysyms and the allowed
-// combination keys elsewhere; here a row of each kind.
-TEST(ShortcutDisplayTest, KeyLabelsFollowTheUsLayout) {
-  const std::pair<uint16_t, L> cases[] = {
-      {0, L::literal("A")},
-      {22, L::literal("6")},
-      {42, L::literal("\\")},
-      {122, L::literal("F1")},
-      {126, L::literal("↑")},
-      {117, L::key("shortcut.key.forwardDelete")},
-      {10, L::key("shortcut.key.code", {10})},
-      {0xFFFF, L::key("shortcut.key.code", {0xFFFF})},
-  };
-  for (const auto& [keyCode, label] : cases) EXPECT_EQ(D::keyLabel(keyCode), label) << keyCode;
-}
+// combination keys elsewhere; here a row of each kind: a printed key, a named
+// one, and one with no label.
+TEST(ShortcutDisplayTest, KeyAndBindingLabels) {
+  EXPECT_EQ(D::keyLabel(126), L::literal("↑"));
+  EXPECT_EQ(D::keyLabel(117), L::key("shortcut.key.forwardDelete"));
+  EXPECT_EQ(D::keyLabel(10), L::key("shortcut.key.code", {10}));
 
-TEST(ShortcutDisplayTest, BindingLabels) {
   EXPECT_EQ(D::keyComboLabel(1, 0x1B00), L::literal("⌘⇧⌥⌃S"));
   EXPECT_EQ(D::keyComboLabel(36, 0x1100), L::literal("⌘⌃") + L::key("shortcut.key.return"));
 
   const std::tuple<uint16_t, const char*, const char*> taps[] = {
       {58, "shortcut.leftOption", "shortcut.option"},
-      {62, "shortcut.rightControl", "shortcut.control"},
       {60, "shortcut.unknown", "shortcut.unknown"},
   };
   for (const auto& [keyCode, label, shortLabel] : taps) {

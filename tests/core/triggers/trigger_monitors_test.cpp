@@ -84,9 +84,6 @@ std::vector<Case> sharedCases() {
        "armed; began 1,1 1,1 0ms; cancelled"},
       {"a left click with nothing armed spoils the tap without an update",
        "lopt/o down@1,1 up@1,1 lopt/", "", kLookupTap, regionChord},
-      {"a second press during a drag keeps the first gesture",
-       "lopt/o down@1,1 +3ms down@5,5 drag@9,9 up@9,8",
-       "armed; began 1,1 1,1 0ms; changed 1,1 9,9 0ms; completed 1,1 9,8 0ms"},
       {"a release with no open drag: no update, the phase stays armed",
        "up@1,1 lopt/o up@2,2 down@3,3", "armed; began 3,3 3,3 0ms", none},
       {"select sharing the lookup binding: only the select recognizer runs", "lopt/o@7,8 lopt/@7,8",
@@ -113,7 +110,6 @@ std::vector<Case> sharedCases() {
   };
 }
 
-// Runs a case's steps: events go to `send`, operations to `op`.
 template <class Send, class Op>
 void runSteps(const Case& c, TestScheduler& clock, Send send, Op op) {
   for (const TriggerStep& step : parseSteps(c.steps)) {
