@@ -209,24 +209,5 @@ TEST(JsonDecodeTest, ParseRefusesHostileTextWithoutQuotingIt) {
   }
 }
 
-TEST(JsonDecodeTest, ArraysDecodeWithAnElementFunction) {
-  const nlohmann::json document = json::parse(R"({
-    "entries": [{"word": "x"}, {"word": "y"}], "plans": ["pro", "free"], "mixed": [{"word": "z"}, 4]
-  })");
-  const json::ObjectReader reader(document, "reply");
-  const auto word = [](const json::ObjectReader& entry) {
-    return entry.required<std::string>("word");
-  };
-  const auto isPro = [](const json::Value& plan) {
-    return plan.as<records::Plan>() == records::Plan::pro;
-  };
-  EXPECT_EQ(reader.array<std::string>("entries", word), (std::vector<std::string>{"x", "y"}));
-  EXPECT_EQ(reader.array<bool>("plans", isPro), (std::vector<bool>{true, false}));
-  EXPECT_TRUE(reader.array<bool>("absent", isPro).empty());
-  EXPECT_EQ(testing::messageThrownBy<json::DecodeError>(
-                [&] { reader.array<std::string>("mixed", word); }),
-            "reply.mixed[1]: expected an object");
-}
-
 }  // namespace
 }  // namespace trelvis
