@@ -60,18 +60,6 @@ TEST(MembershipStatusTest, OnlyAStatusWhoseFieldsAgreeWithItsPlanIsTrusted) {
          s.quota.remaining = 0;
        },
        true},
-      {"free, over the limit with some left", freeStatus,
-       [](auto& s) {
-         s.quota.used = 120;
-         s.quota.remaining = 1;
-       },
-       false},
-      {"free, all used", freeStatus,
-       [](auto& s) {
-         s.quota.used = 100;
-         s.quota.remaining = 0;
-       },
-       true},
       {"free, negative use", freeStatus,
        [](auto& s) {
          s.quota.used = -1;
@@ -89,8 +77,6 @@ TEST(MembershipStatusTest, OnlyAStatusWhoseFieldsAgreeWithItsPlanIsTrusted) {
        [](auto& s) { s.quota.mode = MembershipQuotaMode::unlimited; }, false},
       {"free, no used", freeStatus, [](auto& s) { s.quota.used.reset(); }, false},
       {"free, no reset", freeStatus, [](auto& s) { s.quota.resetAt.reset(); }, false},
-      {"free, period backwards", freeStatus,
-       [](auto& s) { std::swap(s.quota.periodStart, s.quota.resetAt); }, false},
       {"free, period not begun", freeStatus,
        [](auto& s) { s.quota.periodStart = kNow + std::chrono::seconds(1); }, false},
       {"free, period begins now", freeStatus, [](auto& s) { s.quota.periodStart = kNow; }, true},
@@ -143,13 +129,7 @@ TEST(MembershipStatusTest, DecodesTheServersRecordAndRefusesOthers) {
           "serverTime":"2026-01-02T12:00:00Z"})",
       R"({"plan":{"code":"free"},"quota":{"mode":"daily"},"entitlement":{},
           "serverTime":"2026-01-02T12:00:00Z"})",
-      R"({"plan":{"code":"free"},"quota":{"mode":"metered"},"entitlement":{},
-          "serverTime":"2026-01-02"})",
-      R"({"plan":{"code":"free"},"quota":{"mode":"metered","used":"9"},"entitlement":{},
-          "serverTime":"2026-01-02T12:00:00Z"})",
       R"({"plan":{"code":"free"},"quota":{"mode":"metered"},"serverTime":"2026-01-02T12:00:00Z"})",
-      R"([])",
-      R"({"plan":)",
   };
   for (const char* body : refused) {
     EXPECT_THROW(decodeMembershipStatus(body), json::DecodeError) << body;
@@ -179,7 +159,6 @@ TEST(MembershipStatusTest, TheQuotaMeterShowsOnlyForAKnownFreeQuota) {
          s.quota.limit = 5;
        },
        std::nullopt},
-      {"seed", seedStatus, none, std::nullopt},
   };
   for (const Case& c : cases) {
     MembershipStatus status = c.base();
@@ -194,8 +173,6 @@ TEST(MembershipStatusTest, ThePricingPageFollowsTheInterfaceLanguage) {
   const Url chinese = MembershipPurchaseLink::url(AppLanguage::simplifiedChinese);
   EXPECT_EQ(english.path(), "/en/pricing/");
   EXPECT_EQ(chinese.path(), "/pricing/");
-  EXPECT_EQ(english.scheme(), "https");
-  EXPECT_EQ(english.host(), chinese.host());
 }
 
 }  // namespace
