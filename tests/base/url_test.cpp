@@ -156,5 +156,17 @@ TEST(UrlTest, SettingQueryItemsEncodesThem) {
   }
 }
 
+// A shallow copy assignment would show only here, as a double free.
+TEST(UrlTest, CopiesAndMovesAreIndependentValues) {
+  const Url original = parsed("https://h/a");
+  Url copy = original;
+  copy = copy.appendingPathComponent("b");
+  Url moved = std::move(copy);
+  copy = original;
+  EXPECT_EQ(original.absoluteString(), "https://h/a");
+  EXPECT_EQ(moved.absoluteString(), "https://h/a/b");
+  EXPECT_EQ(copy, original);
+}
+
 }  // namespace
 }  // namespace trelvis
