@@ -21,12 +21,10 @@ using namespace std::chrono_literals;
 
 class TransportAuthHTTPClientTest : public ::testing::Test {
  protected:
-  Task<AuthHTTPResponse> post(AuthRequestBody body, std::optional<std::string> bearer = {}) {
-    return spawn(
-        main_,
-        [this, body = std::move(body), bearer = std::move(bearer)]() -> Async<AuthHTTPResponse> {
-          co_return co_await client_.postJSON(url_, body, bearer);
-        });
+  Task<AuthHTTPResponse> post(AuthRequestBody body) {
+    return spawn(main_, [this, body = std::move(body)]() -> Async<AuthHTTPResponse> {
+      co_return co_await client_.postJSON(url_, body, std::nullopt);
+    });
   }
 
   std::vector<std::string> authLog() const {
@@ -71,15 +69,6 @@ TEST_F(TransportAuthHTTPClientTest, PostsJSONAndLogsOnlyTheAddressAndStatus) {
     EXPECT_EQ(record.message.find("s3cret"), std::string::npos) << record;
     EXPECT_EQ(record.message.find("secret\""), std::string::npos) << record;
   }
-}
-
-TEST_F(TransportAuthHTTPClientTest, SendsABearerTokenOnlyWhenGiven) {
-  auto task = post({{"refreshToken", "r0"}}, "a0");
-  scheduler_.runUntilIdle();
-  EXPECT_EQ(transport_->last().request().headers.get("Authorization"), "Bearer a0");
-  task.cancel();
-  scheduler_.runUntilIdle();
-  EXPECT_TRUE(transport_->last().isCancelled());
 }
 
 TEST_F(TransportAuthHTTPClientTest, FailuresAreRaisedAsTheyAreAndLogged) {
