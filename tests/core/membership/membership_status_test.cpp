@@ -41,15 +41,17 @@ MembershipStatus seedStatus() {
   return unlimited(MembershipPlanCode::seed, {.seedGrantedAt = at("2025-06-01T00:00:00Z")});
 }
 
+// A change to one of the statuses above; the tables start from one and apply it.
+using Change = std::function<void(MembershipStatus&)>;
+const Change none = [](MembershipStatus&) {
+};
+
 TEST(MembershipStatusTest, OnlyAStatusWhoseFieldsAgreeWithItsPlanIsTrusted) {
-  using Change = std::function<void(MembershipStatus&)>;
   struct Case {
     const char* name;
     MembershipStatus (*base)();
     Change change;
     bool valid;
-  };
-  const Change none = [](MembershipStatus&) {
   };
   const Case cases[] = {
       {"free as reported", freeStatus, none, true},
@@ -137,14 +139,11 @@ TEST(MembershipStatusTest, DecodesTheServersRecordAndRefusesOthers) {
 }
 
 TEST(MembershipStatusTest, TheQuotaMeterShowsOnlyForAKnownFreeQuota) {
-  using Change = std::function<void(MembershipStatus&)>;
   struct Case {
     const char* name;
     MembershipStatus (*base)();
     Change change;
     std::optional<FreeQuotaFooterPresentation> expected;
-  };
-  const Change none = [](MembershipStatus&) {
   };
   const Case cases[] = {
       {"free", freeStatus, none, FreeQuotaFooterPresentation{90, 100}},
