@@ -67,9 +67,10 @@ TEST(LogTest, MinimumLevelFiltersTheOutputButNotCaptures) {
     bool written;
   };
   const Case cases[] = {
-      {LogLevel::info, LogLevel::debug, false},   {LogLevel::info, LogLevel::info, true},
-      {LogLevel::info, LogLevel::notice, true},   {LogLevel::warning, LogLevel::notice, false},
-      {LogLevel::warning, LogLevel::error, true}, {LogLevel::debug, LogLevel::debug, true},
+      {LogLevel::warning, LogLevel::notice, false},
+      {LogLevel::info, LogLevel::info, true},
+      {LogLevel::warning, LogLevel::error, true},
+      {LogLevel::debug, LogLevel::debug, true},
   };
   const LogCategory category("filter");
   for (const Case& c : cases) {

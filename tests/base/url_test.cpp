@@ -136,7 +136,7 @@ TEST(UrlTest, QueryItemsAreDecodedFromTheQuery) {
   }
 }
 
-TEST(UrlTest, SettingAndAppendingQueryItemsEncodesThem) {
+TEST(UrlTest, SettingQueryItemsEncodesThem) {
   struct Case {
     const char* base;
     std::vector<QueryItem> items;
@@ -154,14 +154,9 @@ TEST(UrlTest, SettingAndAppendingQueryItemsEncodesThem) {
     EXPECT_EQ(url.absoluteString(), c.expected);
     EXPECT_EQ(url.queryItems(), c.items);
   }
-  // Appending keeps the existing query exactly as written.
-  EXPECT_EQ(parsed("https://h/p?a=x+y&b#f")
-                .appendingQueryItem({"c", "d e"})
-                .appendingQueryItem({"f", std::nullopt})
-                .absoluteString(),
-            "https://h/p?a=x+y&b&c=d%20e&f#f");
 }
 
+// A shallow copy assignment would show only here, as a double free.
 TEST(UrlTest, CopiesAndMovesAreIndependentValues) {
   const Url original = parsed("https://h/a");
   Url copy = original;

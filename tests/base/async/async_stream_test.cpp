@@ -1,4 +1,3 @@
-#include <chrono>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -8,14 +7,12 @@
 #include <gtest/gtest.h>
 
 #include "base/async/async_stream.h"
-#include "base/async/sleep.h"
 #include "base/async/task.h"
 #include "base/async/test_scheduler.h"
 
 namespace trelvis {
 namespace {
 
-using namespace std::chrono_literals;
 using Log = std::vector<std::string>;
 
 class AsyncStreamTest : public ::testing::Test {
@@ -142,27 +139,6 @@ TEST_F(AsyncStreamTest, DroppingTheStreamTerminatesItAndLateCallbacksRunAtOnce) 
   std::optional<StreamTermination> reason;
   continuation.setOnTermination([&](StreamTermination t) { reason = t; });
   EXPECT_EQ(reason, StreamTermination::cancelled);
-}
-
-TEST_F(AsyncStreamTest, WaitEndsWithTheEndWhenCancelledDuringASleepBetweenElements) {
-  auto [stream, continuation] = AsyncStream<int>::make();
-  Log log;
-  auto task = spawn(main_, [&log, stream = std::move(stream)]() mutable -> Async<void> {
-    while (auto element = co_await stream.next()) {
-      log.push_back(std::to_string(*element));
-      co_await sleepFor(1s);
-    }
-    log.push_back("end");
-  });
-  continuation.yield(1);
-  continuation.yield(2);
-  scheduler_.runUntilIdle();
-  task.cancel();
-  scheduler_.advanceBy(5s);
-  EXPECT_EQ(log, (Log{"1"}));
-  EXPECT_THROW(task.value(), CancellationError);
-  // The stream went with the task's frame.
-  EXPECT_EQ(continuation.yield(3), YieldResult::terminated);
 }
 
 }  // namespace

@@ -10,7 +10,6 @@
 #include "core/prefs/in_memory_preference_store.h"
 #include "core/prefs/sign_in_history_store.h"
 #include "support/auth_printers.h"
-#include "support/fake_environment.h"
 #include "support/fake_http_transport.h"
 #include "support/in_memory_refresh_token_store.h"
 
@@ -44,10 +43,6 @@ TEST(AuthStoresTest, TheServiceNameComesFromTheTrimmedIdentifier) {
   EXPECT_EQ(AuthSessionCoordinator::serviceName(" \n"), kService);
   EXPECT_EQ(AuthSessionCoordinator::serviceName(" org.example.app\t"),
             "org.example.app.auth.refreshToken");
-  const auto environment =
-      environmentOf({{"TRELVIS_API_BASE_URL", " https://staging.example.com/trelvis \n"}});
-  EXPECT_EQ(AuthSessionCoordinator::effectiveBaseURL(environment).absoluteString(),
-            "https://staging.example.com/trelvis");
 }
 
 TEST(AuthStoresTest, AnEarlierInstallationSetsTheSignInMarkOnce) {
