@@ -92,6 +92,12 @@ TEST(TestSchedulerTest, AdvanceUntilIdleStopsAtTheLimitForTimersThatNeverEnd) {
   EXPECT_EQ(scheduler.pendingCount(), 1u);
 }
 
+TEST(TestSchedulerTest, AdvancingByANegativeDurationIsAProgrammingError) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  TestScheduler scheduler;
+  EXPECT_DEBUG_DEATH(scheduler.advanceBy(-1ms), "time only moves forward");
+}
+
 TEST(ExecutorTest, CurrentIsTheExecutorRunningTheJob) {
   TestScheduler scheduler;
   auto a = scheduler.makeExecutor();
