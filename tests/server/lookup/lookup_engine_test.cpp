@@ -239,7 +239,7 @@ TEST_F(LookupEngineTest, TranslatesARegionAsReflowedParagraphs) {
       << recorder.paragraph->translation;
 }
 
-TEST_F(LookupEngineTest, TranslatesTextAsAWordOrASentenceInTheClientsGrammar) {
+TEST_F(LookupEngineTest, TranslatesTextAsAWordOrASentence) {
   auto translate = [](std::string text, std::string target) {
     Recorder recorder;
     auto job = engine_->prepareTextTranslation({std::move(text), std::move(target), {}, "en-GB"});
@@ -247,19 +247,15 @@ TEST_F(LookupEngineTest, TranslatesTextAsAWordOrASentenceInTheClientsGrammar) {
     if (job) engine_->run(std::move(*job), static_cast<TextTranslationSink&>(recorder));
     return recorder;
   };
+  // The order of the events and their agreement with the completion are held over
+  // the wire by the client wire test; here what the words become.
   Recorder word = translate("running", "fr");
-  EXPECT_EQ(word.events, (std::vector<std::string>{"word", "headword", "language en", "phonetic", "partOfSpeech",
-                                                   "meaning", "completed translated"}));
   ASSERT_TRUE(word.completion && word.completion->word);
   EXPECT_EQ(word.completion->word->lookupText, "run");
-  EXPECT_EQ(word.completion->word->meaning, word.fields["meaning"]);
-  EXPECT_EQ(word.completion->word->phonetic, word.fields["phonetic"]);
   EXPECT_NE(word.completion->word->meaning.find("courir"), std::string::npos);
 
   Recorder sentence = translate("The cat sleeps in the house.", "es");
-  EXPECT_EQ(sentence.events, (std::vector<std::string>{"sentence", "language en", "translation", "completed translated"}));
   ASSERT_TRUE(sentence.completion && sentence.completion->sentenceTranslation);
-  EXPECT_EQ(*sentence.completion->sentenceTranslation, sentence.fields["translation"]);
   EXPECT_NE(sentence.completion->sentenceTranslation->find("gato"), std::string::npos);
 
   EXPECT_EQ(translate("qwxzvk", "es").events, (std::vector<std::string>{"completed no_result"}));
