@@ -14,6 +14,7 @@
 #include <gtest/gtest.h>
 
 #include "server/support/wire_shapes.h"
+#include "support/temp_directory.h"
 #include "support/trelvis_server_process.h"
 
 namespace trelvis {
@@ -49,8 +50,8 @@ bool registerAccount(TrelvisServerProcess& server, const std::string& email,
 }
 
 TEST(DurabilityTest, AKilledServerKeepsWhatItAcknowledged) {
-  std::string pattern = (fs::temp_directory_path() / "durability-XXXXXX").string();
-  const fs::path directory = ::mkdtemp(pattern.data());
+  const testing::TempDirectory temp;
+  const fs::path& directory = temp.path();
   auto server = std::make_unique<TrelvisServerProcess>(
       TrelvisServerProcess::Options{.dataDirectory = directory});
 
@@ -125,8 +126,6 @@ TEST(DurabilityTest, AKilledServerKeepsWhatItAcknowledged) {
     }
   }
   EXPECT_EQ(server->terminate(), 0);
-  server.reset();
-  fs::remove_all(directory);
 }
 
 }  // namespace

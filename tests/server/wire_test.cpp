@@ -11,16 +11,13 @@
 #include <httplib.h>
 
 #include <filesystem>
-#include <fstream>
 #include <future>
-#include <sstream>
 
 #include <gtest/gtest.h>
 
-#include "core/membership/home_summary.h"
-#include "core/membership/membership_status.h"
 #include "server/support/wire_shapes.h"
 #include "support/postgres_test_cluster.h"
+#include "support/temp_directory.h"
 #include "support/trelvis_server_process.h"
 
 namespace trelvis {
@@ -93,14 +90,9 @@ AuthTokenPair registerAccount(TrelvisServerProcess& server, const std::string& e
   return wire::decodeTokenPair(registered.body);
 }
 
-std::string readFile(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::stringstream text;
-  text << file.rdbuf();
-  return text.str();
-}
-
-TEST(WireTest, RegistersLogsInRefreshesLogsOutAndResetsAsTheClientExpects) {
+// The client's own code covers the rest of the account's life (client_wire_test);
+// here: the address as kept, a second session, and the refusals it maps to notices.
+TEST(WireTest, KeepsTheAddressAsNormalisedLogsOutOneSessionAndMapsRefusals) {
   TrelvisServerProcess server;
   Api api(server);
   const AuthTokenPair registered =
@@ -109,64 +101,23 @@ TEST(WireTest, RegistersLogsInRefreshesLogsOutAndResetsAsTheClientExpects) {
   EXPECT_EQ(registered.user->email, "Ann@example.com");
   EXPECT_GT(registered.expiresIn, 0);
 
-  const Response status = api.get("/v1/account/status", registered.accessToken);
-  ASSERT_EQ(status.status, 200) << status.body;
-  const MembershipStatus membership = decodeMembershipStatus(status.body);
-  EXPECT_TRUE(membership.isValid()) << status.body;
-  EXPECT_EQ(membership.plan.code, MembershipPlanCode::free);
-  EXPECT_EQ(membership.quota.limit, 50);
-  const Response summary = api.get("/v1/home/summary", registered.accessToken);
-  ASSERT_EQ(summary.status, 200);
-  EXPECT_TRUE(decodeHomeSummary(summary.body).isWellFormed());
-
-  const std::string login =
-      wire::requestBody({{"email", "Ann@example.com"}, {"password", "first password"}});
-  const Response loggedIn = api.post("/v1/auth/login", login);
+  const Response loggedIn =
+      api.post("/v1/auth/login",
+               wire::requestBody({{"email", "Ann@example.com"}, {"password", "first password"}}));
   ASSERT_EQ(loggedIn.status, 200) << loggedIn.body;
   const AuthTokenPair laptop = wire::decodeTokenPair(loggedIn.body);
   EXPECT_EQ(laptop.user->id, registered.user->id);
 
-  const Response refreshed =
-      api.post("/v1/auth/refresh", wire::requestBody({{"refreshToken", laptop.refreshToken}}));
-  ASSERT_EQ(refreshed.status, 200) << refreshed.body;
-  const AuthTokenPair rotated = wire::decodeTokenPair(refreshed.body);
-  EXPECT_NE(rotated.refreshToken, laptop.refreshToken);
-  EXPECT_EQ(api.get("/v1/account/status", rotated.accessToken).status, 200);
-
   // Logout ends that session only; its tokens are dead at once.
-  EXPECT_EQ(api.post("/v1/auth/logout", wire::requestBody({{"refreshToken", rotated.refreshToken}}))
+  EXPECT_EQ(api.post("/v1/auth/logout", wire::requestBody({{"refreshToken", laptop.refreshToken}}))
                 .status,
             200);
-  EXPECT_EQ(api.get("/v1/account/status", rotated.accessToken).status, 401);
-  EXPECT_EQ(
-      api.post("/v1/auth/refresh", wire::requestBody({{"refreshToken", rotated.refreshToken}}))
-          .status,
-      401);
+  EXPECT_EQ(api.get("/v1/account/status", laptop.accessToken).status, 401);
+  EXPECT_EQ(api.post("/v1/auth/refresh", wire::requestBody({{"refreshToken", laptop.refreshToken}}))
+                .status,
+            401);
   EXPECT_EQ(api.get("/v1/account/status", registered.accessToken).status, 200);
 
-  // A reset ends every session and changes the password.
-  ASSERT_EQ(
-      api.post("/v1/auth/email-codes", sendCodeBody("Ann@example.com", "password_reset")).status,
-      200);
-  const std::optional<std::string> code = server.waitForVerificationCode("Ann@example.com");
-  ASSERT_TRUE(code);
-  const Response reset = api.post(
-      "/v1/auth/password/reset",
-      wire::requestBody(
-          {{"email", "Ann@example.com"}, {"code", *code}, {"newPassword", "second password"}}));
-  EXPECT_EQ(reset.status, 200) << reset.body;
-  EXPECT_EQ(api.get("/v1/account/status", registered.accessToken).status, 401);
-  EXPECT_EQ(
-      api.post("/v1/auth/refresh", wire::requestBody({{"refreshToken", registered.refreshToken}}))
-          .status,
-      401);
-  EXPECT_EQ(api.post("/v1/auth/login", login).status, 401);
-  EXPECT_EQ(api.post("/v1/auth/login", wire::requestBody({{"email", "Ann@example.com"},
-                                                          {"password", "second password"}}))
-                .status,
-            200);
-
-  // Replies the client maps to its notices.
   EXPECT_EQ(
       api.post("/v1/auth/email-codes", sendCodeBody("ann@example.com", "password_reset")).status,
       404)
@@ -174,6 +125,9 @@ TEST(WireTest, RegistersLogsInRefreshesLogsOutAndResetsAsTheClientExpects) {
   const Response taken = api.post("/v1/auth/email-codes", sendCodeBody("Ann@example.com"));
   EXPECT_EQ(taken.status, 409);
   EXPECT_FALSE(wire::decodeDetail(taken.body).empty());
+  ASSERT_EQ(
+      api.post("/v1/auth/email-codes", sendCodeBody("Ann@example.com", "password_reset")).status,
+      200);
   const Response again =
       api.post("/v1/auth/email-codes", sendCodeBody("Ann@example.com", "password_reset"));
   EXPECT_EQ(again.status, 429) << "the reset code was sent under a minute ago";
@@ -188,7 +142,7 @@ TEST(WireTest, RegistersLogsInRefreshesLogsOutAndResetsAsTheClientExpects) {
        at = log.find("[http]", at + 1)) {
     ++lines;
   }
-  EXPECT_EQ(lines, 20u) << log;
+  EXPECT_EQ(lines, 11u) << log;
   EXPECT_NE(log.find("path=/trelvis/v1/account/status status=200"), std::string::npos);
   EXPECT_NE(log.find("user=" + registered.user->id), std::string::npos);
 }
@@ -207,7 +161,7 @@ TEST(WireTest, SecretsNeverReachTheLogOrTheDatabase) {
 
   std::string stored;
   for (const auto& entry : fs::directory_iterator(server.dataDirectory())) {
-    stored += readFile(entry.path());
+    stored += testing::readFile(entry.path());
   }
   ASSERT_NE(stored.find("bob@example.com"), std::string::npos) << "the database was read";
   const std::string log = server.standardError();
@@ -217,23 +171,6 @@ TEST(WireTest, SecretsNeverReachTheLogOrTheDatabase) {
     EXPECT_EQ(log.find(secret), std::string::npos) << "a secret is in the log";
   }
   EXPECT_EQ(log.find(code), std::string::npos) << "the code is on standard output only";
-}
-
-TEST(WireTest, ReusingARotatedRefreshTokenRevokesItsFamily) {
-  TrelvisServerProcess server;
-  Api api(server);
-  const AuthTokenPair first = registerAccount(server, "carl@example.com", "password-1");
-  const AuthTokenPair second = wire::decodeTokenPair(
-      api.post("/v1/auth/refresh", wire::requestBody({{"refreshToken", first.refreshToken}})).body);
-
-  const Response reused =
-      api.post("/v1/auth/refresh", wire::requestBody({{"refreshToken", first.refreshToken}}));
-  EXPECT_EQ(reused.status, 401);
-  EXPECT_FALSE(wire::decodeDetail(reused.body).empty());
-  EXPECT_EQ(api.post("/v1/auth/refresh", wire::requestBody({{"refreshToken", second.refreshToken}}))
-                .status,
-            401);
-  EXPECT_EQ(api.get("/v1/account/status", second.accessToken).status, 401);
 }
 
 TEST(WireTest, FiveWrongCodesLockTheCode) {
@@ -267,9 +204,6 @@ TEST(WireTest, MalformedRequestsGetADetailAndNeverAFall) {
   const std::string huge(20 * 1024 * 1024, 'x');
   const Case cases[] = {
       {"POST", "/trelvis/v1/auth/login", "{", {}, 400},
-      {"POST", "/trelvis/v1/auth/login", "[]", {}, 400},
-      {"POST", "/trelvis/v1/auth/login", R"({"email":1,"password":"password-1"})", {}, 400},
-      {"POST", "/trelvis/v1/auth/register", "{\"email\":\"\xc3\x28\"}", {}, 400},
       {"POST",
        "/trelvis/v1/auth/email-codes",
        R"({"email":"eve@example.com","purpose":7})",
@@ -282,12 +216,9 @@ TEST(WireTest, MalformedRequestsGetADetailAndNeverAFall) {
        413},
       {"POST", "/trelvis/v1/auth/refresh", huge, {}, 413},
       {"GET", "/trelvis/v1/nowhere", "", {}, 404},
-      {"POST", "/trelvis/v1/nowhere", "{}", {}, 404},
       {"GET", "/v1/account/status", "", {{"Authorization", "Bearer " + pair.accessToken}}, 404},
       {"GET", "/trelvis/v1/auth/login", "", {}, 405},
-      {"DELETE", "/trelvis/v1/account/status", "", {}, 405},
       {"GET", "/trelvis/v1/account/status", "", {}, 401},
-      {"GET", "/trelvis/v1/account/status", "", {{"Authorization", "Bearer nonsense"}}, 401},
       {"GET",
        "/trelvis/v1/home/summary",
        "",
@@ -333,31 +264,10 @@ TEST(WireTest, AnUndeliverableCodeAnswers503) {
   EXPECT_EQ(wire::decodeDetail(response.body), "the verification code could not be delivered");
 }
 
-TEST(WireTest, AdminCommandsChangeWhatTheClientSees) {
+TEST(WireTest, AdminCommandsListCheckAndDeleteAccounts) {
   TrelvisServerProcess server;
   Api api(server);
   const AuthTokenPair pair = registerAccount(server, "gil@example.com", "password-1");
-  const auto plan = [&] {
-    const MembershipStatus status =
-        decodeMembershipStatus(api.get("/v1/account/status", pair.accessToken).body);
-    EXPECT_TRUE(status.isValid());
-    return status.plan.code;
-  };
-  struct Step {
-    std::vector<std::string> command;
-    MembershipPlanCode plan;
-  };
-  const Step steps[] = {
-      {{"user", "set-plan", "gil@example.com", "pro", "--until", "2099-12-31"},
-       MembershipPlanCode::pro},
-      {{"user", "set-plan", "gil@example.com", "seed"}, MembershipPlanCode::seed},
-      {{"user", "set-plan", "gil@example.com", "free"}, MembershipPlanCode::free},
-  };
-  for (const Step& step : steps) {
-    const CommandResult result = server.run(step.command);
-    ASSERT_EQ(result.exitStatus, 0) << result.standardError;
-    EXPECT_EQ(plan(), step.plan);
-  }
   EXPECT_NE(server.run({"user", "list"}).standardOutput.find("gil@example.com"), std::string::npos);
   EXPECT_EQ(server.run({"user", "set-plan", "nobody@example.com", "seed"}).exitStatus, 1);
   EXPECT_EQ(server.run({"check"}).exitStatus, 0);
@@ -375,8 +285,8 @@ TEST(WireTest, AdminCommandsChangeWhatTheClientSees) {
 }
 
 TEST(WireTest, ServesHttpsWithTheGivenCertificate) {
-  std::string pattern = (fs::temp_directory_path() / "tls-XXXXXX").string();
-  const fs::path directory = ::mkdtemp(pattern.data());
+  const testing::TempDirectory temp;
+  const fs::path& directory = temp.path();
   const std::string cert = (directory / "cert.pem").string();
   const std::string key = (directory / "key.pem").string();
   ASSERT_EQ(std::system(("openssl req -x509 -newkey rsa:2048 -nodes -days 1 -subj /CN=127.0.0.1 "
@@ -401,7 +311,6 @@ TEST(WireTest, ServesHttpsWithTheGivenCertificate) {
   EXPECT_EQ(wrongKey.exitStatus, 1);
   EXPECT_NE(wrongKey.standardError.find("cannot load the TLS certificate or key"),
             std::string::npos);
-  fs::remove_all(directory);
 }
 
 TEST(WireTest, ShutdownFinishesTheRequestInFlightAndTakesNoMore) {

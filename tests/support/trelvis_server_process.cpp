@@ -27,7 +27,7 @@ struct Spawned {
 
 // Starts the server executable; its output goes to pipes (or stdout to a file).
 Spawned spawn(const std::vector<std::string>& arguments, const std::string& standardOutputFile) {
-  std::vector<std::string> argv{trelvisServerExecutable().string()};
+  std::vector<std::string> argv{TRELVIS_SERVER_EXECUTABLE};
   argv.insert(argv.end(), arguments.begin(), arguments.end());
   std::vector<char*> pointers;
   for (std::string& argument : argv) pointers.push_back(argument.data());
@@ -97,10 +97,6 @@ int exitStatusOf(int status) {
 }
 
 }  // namespace
-
-std::filesystem::path trelvisServerExecutable() {
-  return TRELVIS_SERVER_EXECUTABLE;
-}
 
 CommandResult runTrelvisServer(const std::vector<std::string>& arguments,
                                std::chrono::milliseconds timeout) {

@@ -7,10 +7,6 @@
 // and check what it logged. Destroying the object kills the server and removes the
 // temporary directory.
 //
-//   TrelvisServerProcess server;
-//   // ... POST {base}/v1/auth/email-codes for "ann@example.com" ...
-//   std::string code = server.waitForVerificationCode("ann@example.com");
-//
 // The server is killed when the thread that started it ends, so a crashing test
 // leaves no server behind: start it from the test's own thread.
 //
@@ -115,8 +111,5 @@ class TrelvisServerProcess {
 // (exit status 137) when it runs longer than `timeout`.
 CommandResult runTrelvisServer(const std::vector<std::string>& arguments,
                                std::chrono::milliseconds timeout = std::chrono::seconds(60));
-
-// The path of the trelvis-server executable of this build.
-std::filesystem::path trelvisServerExecutable();
 
 }  // namespace trelvis

@@ -138,6 +138,10 @@ TEST(X11RawEventTranslatorTest, TracksModifiersAndButtonsAcrossSequences) {
         {Raw::locks, 0, std::nullopt},
         {Raw::press, 133, Event{Type::flagsChanged, 55, ModifierFlags::command}},
         {Raw::press, 200, Event{Type::keyDown, 0x100 + 200, ModifierFlags::command}}}},
+      {"Shift and Control add their own flags, a key carries them",
+       {{Raw::press, 50, Event{Type::flagsChanged, 56, kShift}},
+        {Raw::press, 37, Event{Type::flagsChanged, 59, kShift | ModifierFlags::control}},
+        {Raw::press, 38, Event{Type::keyDown, 0, kShift | ModifierFlags::control}}}},
       {"a button beyond the wheel's", {{Raw::button, 8, Event{Type::otherMouseDown, 0, 0}}}},
   };
   for (const Case& c : cases) {

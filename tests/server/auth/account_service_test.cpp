@@ -3,18 +3,16 @@
 
 #include "server/auth/account_service.h"
 
-#include <filesystem>
-
 #include <gtest/gtest.h>
 
 #include "server/auth/password_hasher.h"
 #include "server/store/open_store.h"
 #include "support/fake_verification_code_sender.h"
+#include "support/temp_directory.h"
 
 namespace trelvis::server {
 namespace {
 
-namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 using Kind = AuthFailure::Kind;
 
@@ -23,11 +21,6 @@ constexpr auto kReset = EmailCodePurpose::passwordReset;
 
 class AccountServiceTest : public ::testing::Test {
  protected:
-  ~AccountServiceTest() override {
-    store_.reset();
-    fs::remove_all(directory_);
-  }
-
   // The kind of failure of `result`, or nothing when it succeeded.
   template <class T>
   static std::optional<Kind> failureOf(const AuthResult<T>& result) {
@@ -45,13 +38,8 @@ class AccountServiceTest : public ::testing::Test {
     return failureOf(accounts_.sendEmailCode(email, purpose, client));
   }
 
-  static fs::path temporaryDirectory() {
-    std::string pattern = (fs::temp_directory_path() / "accounts-XXXXXX").string();
-    return ::mkdtemp(pattern.data());
-  }
-
-  fs::path directory_ = temporaryDirectory();
-  std::unique_ptr<Store> store_ = openStore("sqlite:" + (directory_ / "db").string(), 4);
+  trelvis::testing::TempDirectory directory_;
+  std::unique_ptr<Store> store_ = openStore("sqlite:" + (directory_.path() / "db").string(), 4);
   PasswordHasher hasher_{{1, 1}, 2};
   FakeVerificationCodeSender sender_;
   Timestamp now_ = Timestamp(std::chrono::milliseconds(1'780'000'000'000));

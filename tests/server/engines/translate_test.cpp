@@ -3,10 +3,9 @@
 #include "server/engines/translate/translation_router.h"
 
 #include <gtest/gtest.h>
-#include <httplib.h>
 #include <nlohmann/json.hpp>
 
-#include <thread>
+#include "support/loopback_server.h"
 
 namespace trelvis::server {
 namespace {
@@ -69,21 +68,19 @@ class ChatStandIn {
   enum class Script { stream, httpError, cutShort, malformed, slowStop };
 
   ChatStandIn() {
-    server_.Post("/v1/chat/completions", [this](const httplib::Request& request, httplib::Response& response) {
+    server_->Post("/v1/chat/completions", [this](const httplib::Request& request,
+                                                 httplib::Response& response) {
       {
         std::lock_guard lock(mutex_);
         lastBody_ = request.body;
         lastAuthorization_ = request.get_header_value("Authorization");
       }
-      switch (script_) {
-        case Script::httpError:
-          response.status = 500;
-          response.set_content(R"({"error":{"message":"model not loaded"}})", "application/json");
-          return;
-        default:
-          break;
+      const Script script = script_;
+      if (script == Script::httpError) {
+        response.status = 500;
+        response.set_content(R"({"error":{"message":"model not loaded"}})", "application/json");
+        return;
       }
-      Script script = script_;
       response.set_chunked_content_provider("text/event-stream", [script](size_t, httplib::DataSink& sink) {
         auto event = [&](const std::string& content) {
           std::string data = nlohmann::json{{"choices", {{{"delta", {{"content", content}}}}}}}.dump();
@@ -113,15 +110,9 @@ class ChatStandIn {
         return true;
       });
     });
-    port_ = server_.bind_to_any_port("127.0.0.1");
-    thread_ = std::thread([this] { server_.listen_after_bind(); });
-    while (!server_.is_running()) std::this_thread::yield();
+    server_.start();
   }
-  ~ChatStandIn() {
-    server_.stop();
-    thread_.join();
-  }
-  std::string baseUrl() const { return "http://127.0.0.1:" + std::to_string(port_) + "/v1/"; }
+  std::string baseUrl() const { return server_.url("/v1/"); }
   void setScript(Script script) { script_ = script; }
   std::string lastBody() {
     std::lock_guard lock(mutex_);
@@ -133,13 +124,11 @@ class ChatStandIn {
   }
 
  private:
-  httplib::Server server_;
-  std::thread thread_;
-  int port_ = 0;
   std::atomic<Script> script_{Script::stream};
   std::mutex mutex_;
   std::string lastBody_;
   std::string lastAuthorization_;
+  LoopbackServer<> server_;  // last: its thread stops before the members it reads go
 };
 
 TEST(ChatCompletionTranslatorTest, StreamsDeltasAndTurnsEveryBrokenReplyIntoAFailure) {

@@ -63,7 +63,6 @@ TEST(AuthRequestsTest, NormalisesAddressesAndRefusesImplausibleOnes) {
       {"ann lee@example.com", ""},
       {"ann\u3000lee@example.com", ""},
       {"ann@@example.com", ""},
-      {"ann@b@example.com", ""},
       {"@example.com", ""},
       {"ann@example", ""},
       {"ann@example..com", ""},

@@ -4,8 +4,6 @@
 
 #include "server/membership/membership_service.h"
 
-#include <filesystem>
-
 #include <gtest/gtest.h>
 
 #include "base/json_decode.h"
@@ -15,11 +13,11 @@
 #include "core/membership/membership_status.h"
 #include "server/http/replies.h"
 #include "server/store/open_store.h"
+#include "support/temp_directory.h"
 
 namespace trelvis::server {
 namespace {
 
-namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
 Timestamp at(std::string_view iso) {
@@ -29,10 +27,6 @@ Timestamp at(std::string_view iso) {
 class MembershipServiceTest : public ::testing::Test {
  protected:
   MembershipServiceTest() { EXPECT_TRUE(store_->insertUser(ann_)); }
-  ~MembershipServiceTest() override {
-    store_.reset();
-    fs::remove_all(directory_);
-  }
 
   // The status as the client reads it; fails the test when the client would not
   // trust it.
@@ -43,13 +37,8 @@ class MembershipServiceTest : public ::testing::Test {
     return status;
   }
 
-  static fs::path temporaryDirectory() {
-    std::string pattern = (fs::temp_directory_path() / "membership-XXXXXX").string();
-    return ::mkdtemp(pattern.data());
-  }
-
-  fs::path directory_ = temporaryDirectory();
-  std::unique_ptr<Store> store_ = openStore("sqlite:" + (directory_ / "db").string(), 4);
+  trelvis::testing::TempDirectory directory_;
+  std::unique_ptr<Store> store_ = openStore("sqlite:" + (directory_.path() / "db").string(), 4);
   Timestamp now_ = at("2026-03-01T23:59:59.999Z");
   MembershipService membership_{*store_, [this] { return now_; }, 3};
   UserRecord ann_{"ann", "ann@example.com", "hash", {}, at("2026-01-01T00:00:00Z")};

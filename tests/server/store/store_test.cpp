@@ -16,6 +16,7 @@
 
 #include "server/store/sql_store.h"
 #include "support/postgres_test_cluster.h"
+#include "support/temp_directory.h"
 #include "support/trelvis_server_process.h"
 
 namespace trelvis::server {
@@ -55,17 +56,6 @@ IssuedTokens tokens(const std::string& tag, Timestamp now = kNow) {
 
 class StoreTest : public ::testing::TestWithParam<Backend> {
  protected:
-  StoreTest() {
-    std::string pattern = (fs::temp_directory_path() / "store-test-XXXXXX").string();
-    directory_ = ::mkdtemp(pattern.data());
-    location_ = GetParam().location(directory_);
-    store_ = openStore(location_, 8);
-  }
-  ~StoreTest() override {
-    store_.reset();
-    fs::remove_all(directory_);
-  }
-
   std::unique_ptr<Store> another() { return openStore(location_, 8); }
 
   // An account "ann" with one session whose tokens are tagged "ann1".
@@ -78,9 +68,17 @@ class StoreTest : public ::testing::TestWithParam<Backend> {
     return store_->userForAccessToken("access-" + tag, now).has_value();
   }
 
-  fs::path directory_;
-  std::string location_;
-  std::unique_ptr<Store> store_;
+  trelvis::testing::TempDirectory temp_;
+  fs::path directory_ = temp_.path();
+  std::string location_ = GetParam().location(directory_);
+  std::unique_ptr<Store> store_ = openStore(location_, 8);
+};
+
+// A SQLite database of its own, for the checks that reach into its file.
+struct SqliteFile {
+  trelvis::testing::TempDirectory temp;
+  fs::path path = temp.path() / "store.sqlite3";
+  std::string location = "sqlite:" + path.string();
 };
 
 TEST_P(StoreTest, KeepsAccountsByNormalisedEmailAndDeletesThemWithEverythingTheyOwn) {
@@ -302,16 +300,14 @@ TEST_P(StoreTest, MigratesOnceAndRefusesADatabaseFromTheFuture) {
 
 // The consistency check must see what a torn write or a bug would leave behind.
 TEST(SqliteStoreTest, ConsistencyCheckReportsBrokenInvariants) {
-  std::string pattern = (fs::temp_directory_path() / "store-test-XXXXXX").string();
-  const fs::path directory = ::mkdtemp(pattern.data());
-  const std::string location = "sqlite:" + (directory / "store.sqlite3").string();
-  std::unique_ptr<Store> store = openStore(location, 2);
+  const SqliteFile file;
+  std::unique_ptr<Store> store = openStore(file.location, 2);
   ASSERT_TRUE(store->insertUser(user("ann@example.com", "ann")));
   store->createSession("family-ann", "ann", tokens("ann1"), kNow);
   ASSERT_TRUE(store->checkConsistency().empty());
 
   sqlite3* db = nullptr;
-  ASSERT_EQ(sqlite3_open((directory / "store.sqlite3").c_str(), &db), SQLITE_OK);
+  ASSERT_EQ(sqlite3_open(file.path.c_str(), &db), SQLITE_OK);
   sqlite3_exec(db,
                "INSERT INTO refresh_tokens VALUES ('second', 'family-ann', 0, 9999999999999, NULL);"
                "INSERT INTO access_tokens VALUES ('orphan', 'no-such-family', 9999999999999);",
@@ -319,25 +315,21 @@ TEST(SqliteStoreTest, ConsistencyCheckReportsBrokenInvariants) {
   sqlite3_close(db);
   const std::vector<std::string> problems = store->checkConsistency();
   EXPECT_EQ(problems.size(), 3u) << ::testing::PrintToString(problems);
-  store.reset();
-  fs::remove_all(directory);
 }
 
 // The admin commands are other processes that write and close the database while
 // the server runs; the server must see each of their commits, also after opening
 // more connections (as its pool does under load).
 TEST(SqliteStoreTest, SeesEveryCommitOfAnAdminCommand) {
-  std::string pattern = (fs::temp_directory_path() / "store-test-XXXXXX").string();
-  const fs::path directory = ::mkdtemp(pattern.data());
-  const std::string location = "sqlite:" + (directory / "store.sqlite3").string();
-  std::unique_ptr<Store> store = openStore(location, 2);
+  const SqliteFile file;
+  std::unique_ptr<Store> store = openStore(file.location, 2);
   ASSERT_TRUE(store->insertUser(user("ann@example.com", "ann")));
-  const std::unique_ptr<Store> later = openStore(location, 2);
+  const std::unique_ptr<Store> later = openStore(file.location, 2);
   for (const PlanCode plan : {PlanCode::pro, PlanCode::seed, PlanCode::free}) {
     const std::string name(toString(plan));
-    std::vector<std::string> arguments{"user",       "set-plan",        "ann@example.com",
-                                       name,         "--database",      location,
-                                       "--data-dir", directory.string()};
+    std::vector<std::string> arguments{
+        "user",       "set-plan",    "ann@example.com", name,
+        "--database", file.location, "--data-dir",      file.temp.path().string()};
     if (plan == PlanCode::pro) arguments.insert(arguments.end(), {"--until", "2999-12-31"});
     const CommandResult admin = runTrelvisServer(arguments);
     ASSERT_EQ(admin.exitStatus, 0) << admin.standardError;
@@ -346,8 +338,6 @@ TEST(SqliteStoreTest, SeesEveryCommitOfAnAdminCommand) {
     }
     store->consumeRateLimits({{"write", 60s, 100}}, kNow);
   }
-  store.reset();
-  fs::remove_all(directory);
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, StoreTest, ::testing::Values(kSqlite, kPostgres),
