@@ -173,6 +173,23 @@ TEST(WireTest, SecretsNeverReachTheLogOrTheDatabase) {
   EXPECT_EQ(log.find(code), std::string::npos) << "the code is on standard output only";
 }
 
+TEST(WireTest, ReusingARotatedRefreshTokenRevokesItsFamily) {
+  TrelvisServerProcess server;
+  Api api(server);
+  const AuthTokenPair first = registerAccount(server, "carl@example.com", "password-1");
+  const AuthTokenPair second = wire::decodeTokenPair(
+      api.post("/v1/auth/refresh", wire::requestBody({{"refreshToken", first.refreshToken}})).body);
+
+  const Response reused =
+      api.post("/v1/auth/refresh", wire::requestBody({{"refreshToken", first.refreshToken}}));
+  EXPECT_EQ(reused.status, 401);
+  EXPECT_FALSE(wire::decodeDetail(reused.body).empty());
+  EXPECT_EQ(api.post("/v1/auth/refresh", wire::requestBody({{"refreshToken", second.refreshToken}}))
+                .status,
+            401);
+  EXPECT_EQ(api.get("/v1/account/status", second.accessToken).status, 401);
+}
+
 TEST(WireTest, FiveWrongCodesLockTheCode) {
   TrelvisServerProcess server;
   Api api(server);

@@ -16,9 +16,11 @@
 #include <memory>
 
 #include "core/capture/screen_capture_error.h"
+#include "platform/x11/x11_capture_service_rig.h"
 #include "platform/x11/x11_screen_capture.h"
 #include "platform/x11/x11_test_display.h"
 #include "support/geometry_printers.h"
+#include "support/jpeg_decoding.h"
 #include "support/thrown.h"
 
 namespace trelvis {
@@ -251,6 +253,41 @@ TEST(X11ScreenCaptureTest, ScreensAreTheMonitorsInBottomLeftPointsLessTheWorkAre
   for (const Screen& screen : capture.screens()) {
     EXPECT_EQ(screen.visibleFrame, screen.frame) << screen.localizedName;
   }
+}
+
+TEST(X11ScreenCaptureTest, ServiceCapturesTheBandUnderThePointerOnASecondMonitor) {
+  testing::Xvfb server;
+  ASSERT_FALSE(server.displayName().empty());
+  testing::TestDisplay desktop(server.displayName());
+  testing::MonitorLayout layout(desktop.display(),
+                                {{0, 0, 640, 800, true}, {640, 0, 640, 1024, false}});
+  fill(desktop.display(), 0, 0, 1280, 1024, {0, 0, 0});
+  fill(desktop.display(), 890, 590, 20, 20, {255, 255, 255});
+  desktop.moveTo(900, 600);
+
+  testing::X11CaptureServiceRig rig(server.displayName(), "de");
+  const std::optional<NativeCapture> result = rig.captureAtPointer();
+  ASSERT_TRUE(result);
+  const NativeCapture& capture = *result;
+
+  // The pointer at (900, 600) of the root is (900, 200) in points; the band of the
+  // 1024-high monitor is 256 high around it.
+  EXPECT_EQ(capture.mouseX, 900);
+  EXPECT_EQ(capture.mouseY, 200);
+  EXPECT_EQ(capture.imageWidth, 640);
+  EXPECT_EQ(capture.imageHeight, 256);
+  EXPECT_EQ(capture.hotspotX, 260);
+  EXPECT_EQ(capture.hotspotY, 128);
+  EXPECT_EQ(capture.targetLanguage, "de");
+  EXPECT_GE(capture.captureMilliseconds, 0);
+  const auto decoded = testing::decodeJpeg(capture.imageData);
+  ASSERT_TRUE(decoded);
+  EXPECT_EQ(decoded->width, 640);
+  EXPECT_EQ(decoded->height, 256);
+  // White under the hotspot, black a little way off.
+  EXPECT_GT(decoded->at(260, 128)[0], 200);
+  EXPECT_LT(decoded->at(260, 100)[0], 50);
+  EXPECT_LT(decoded->at(200, 128)[0], 50);
 }
 
 }  // namespace
