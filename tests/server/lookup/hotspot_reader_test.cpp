@@ -8,6 +8,7 @@
 
 #include <ctime>
 #include <iostream>
+#include <optional>
 #include <random>
 #include <thread>
 
@@ -111,6 +112,37 @@ Accuracy measure(TesseractOcr& ocr, const std::vector<testing::TestFont>& fonts,
     }
   }
   return accuracy;
+}
+
+// A hotspot just off a word still picks it, within a few pixels; stray
+// punctuation is never picked.
+TEST(WordSelectorTest, PicksTheWordUnderOrJustBesideTheHotspot) {
+  auto word = [](const char* text, PixelRect box) {
+    OcrWord w;
+    w.text = text;
+    w.box = box;
+    return w;
+  };
+  const std::vector<OcrWord> words = {word("cat", {10, 10, 30, 12}), word(",", {42, 10, 3, 12}),
+                                      word("dog", {50, 10, 30, 12})};
+  struct Case {
+    double x, y;
+    std::optional<size_t> index;
+    const char* reason;
+  };
+  for (const Case& c : std::vector<Case>{
+           {20, 15, 0, "inside_word"},
+           {84, 15, 2, "nearest_word"},  // 4 px right of "dog"
+           {43, 15, 0, "nearest_word"},  // on the comma, 3 px from "cat"
+           {87, 15, std::nullopt, ""},   // 7 px away: beyond the slack
+           {20, 30, std::nullopt, ""},   // 8 px below
+       }) {
+    const std::optional<WordChoice> choice = chooseWord(words, c.x, c.y);
+    ASSERT_EQ(choice.has_value(), c.index.has_value()) << c.x << "," << c.y;
+    if (!choice) continue;
+    EXPECT_EQ(choice->index, *c.index) << c.x << "," << c.y;
+    EXPECT_EQ(choice->reason, c.reason) << c.x << "," << c.y;
+  }
 }
 
 class HotspotReaderTest : public ::testing::Test {
