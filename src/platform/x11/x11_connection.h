@@ -20,7 +20,6 @@
 #include <vector>
 
 #include "platform/x11/x11_point_space.h"
-
 #include "platform/x11/x11_raw_event_translator.h"
 
 namespace trelvis::x11 {

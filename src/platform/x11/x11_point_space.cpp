@@ -10,9 +10,8 @@ X11PointSpace::X11PointSpace(std::vector<Rect> monitors, size_t origin, double r
     : monitors_(std::move(monitors)),
       pixelsPerPoint_(std::isnormal(pixelsPerPoint) && pixelsPerPoint > 0 ? pixelsPerPoint : 1) {
   const Rect* held = origin < monitors_.size() ? &monitors_[origin] : nullptr;
-  // The origin monitor starts at the root's top, so its height in points is its
-  // pixel height scaled.
-  originHeight_ = (held ? held->maxY() : rootHeight) / pixelsPerPoint_;
+  // Its height in points is what the toolkit gives as the primary screen's.
+  originHeight_ = (held ? held->height() : rootHeight) / pixelsPerPoint_;
 }
 
 Point X11PointSpace::monitorOrigin(Point p, bool inPoints) const {

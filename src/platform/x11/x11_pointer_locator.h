@@ -1,9 +1,9 @@
 #pragma once
 
 // X11PointerLocator: where the pointer is, in global points with a bottom-left
-// origin (X11PointSpace). Asked on the
-// main thread by the shortcut controller when a hot key fires; safe from any
-// thread. Owns one X connection, opened on first use.
+// origin (X11PointSpace). Asked on the main thread by the shortcut controller
+// when a hot key fires; safe from any thread. Owns one X connection, opened on
+// first use.
 
 #include <memory>
 #include <string>

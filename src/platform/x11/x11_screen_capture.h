@@ -5,10 +5,10 @@
 // points (X11PointSpace); their visible frames leave out what _NET_WORKAREA
 // reserves. Pixels come from the root window through MIT-SHM into a shared
 // segment that is attached once and reused, and which the captured image refers
-// to instead of a copy; a second one serves
-// while an image still holds the first, and images larger than a 5K display's
-// lookup band get one of their own. Without shared memory (a remote display, or
-// the extension turned off) a plain GetImage serves.
+// to instead of a copy; a second one serves while an image still holds the
+// first, and images larger than a 5K display's lookup band get one of their own.
+// Without shared memory (a remote display, or the extension turned off) a plain
+// GetImage serves.
 //
 // Used on the main thread only; owns its X connection, opened on first use and
 // again after the server went away, and the shared segment.

@@ -37,6 +37,10 @@ TEST(X11PointSpaceTest, WithoutAScaleOrAnOriginMonitorItFallsBackToTheRoot) {
   // every monitor scales about the root's corner.
   const X11PointSpace space({rect(100, 0, 300, 300)}, 1, 1024, 2);
   EXPECT_EQ(space.point(50, 24), (Point{25, 500}));
+  // A primary monitor below another: its height fixes the origin, as the height
+  // the toolkit gives the primary screen does for the windows.
+  const X11PointSpace below({rect(0, 0, 640, 400), rect(0, 400, 640, 800)}, 1, 1200, 1);
+  EXPECT_EQ(below.point(100, 500), (Point{100, 300}));
 }
 
 }  // namespace
