@@ -103,11 +103,11 @@ TEST(LookupErrorTest, FromURLError) {
 }
 
 TEST(LookupErrorTest, FromStreamFailureKeepsOnlyTrustworthyQuotas) {
-  const std::string quota_ = "translation_quota_exhausted";
+  const std::string exhausted = "translation_quota_exhausted";
   const std::pair<LookupStreamFailure, LookupError> cases[] = {
-      {{"out", quota_, false, quota(5, 5, 0)},
+      {{"out", exhausted, false, quota(5, 5, 0)},
        E(Code::translationQuotaExhausted, "out", quota(5, 5, 0))},
-      {{"out", quota_, false, quota(5, 5, 1)}, E(Code::translationQuotaExhausted, "out")},
+      {{"out", exhausted, false, quota(5, 5, 1)}, E(Code::translationQuotaExhausted, "out")},
       {{"model down", "llm_failed", true, quota(5, 5, 0)}, E(Code::llmFailed, "model down")},
       {{"odd", "something_new", std::nullopt, quota(5, 5, 0)}, E(Code::streamError, "odd")},
       {{"odd", std::nullopt, std::nullopt, std::nullopt}, E(Code::streamError, "odd")},
