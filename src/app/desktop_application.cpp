@@ -25,7 +25,6 @@
 #include "core/membership/home_summary_api_client.h"
 #include "core/membership/membership_status_api_client.h"
 #include "core/membership/membership_status_store.h"
-#include "core/net/server_api.h"
 #include "core/overlay/overlay_panel_controller.h"
 #include "core/permissions/system_permission_coordinator.h"
 #include "core/prefs/secondary_target_language_store.h"
@@ -106,30 +105,31 @@ struct DesktopApplication::Parts {
   // The account's plan and summary, which the main window and the lookups share.
   std::shared_ptr<MembershipStatusStore> membership = std::make_shared<MembershipStatusStore>(
       main, std::make_shared<MembershipStatusAPIClient>(pool.makeSequencedExecutor(), auth,
-                                                        transport, effectiveBaseURL(environment)));
+                                                        transport, auth->baseURL()));
   std::shared_ptr<AccountSummaryStore> accountSummary = std::make_shared<AccountSummaryStore>(
       main,
       std::make_shared<HomeSummaryAPIClient>(pool.makeSequencedExecutor(), auth, transport,
-                                             effectiveBaseURL(environment)),
+                                             auth->baseURL()),
       AccountSummaryStore::systemTime);
   std::shared_ptr<XdgAutostartLaunchAtLogin> launchAtLogin =
       std::make_shared<XdgAutostartLaunchAtLogin>(environment);
   X11SystemPermissionProbe permissionProbe;
   SystemPermissionCoordinator permissionCoordinator{preferences, permissionProbe.systemCalls()};
 
-  // X11 input.
+  // X11 input, in the interface's points.
+  const double scale = interfaceScale();
   X11AccessibilityPermission accessibility;
   X11HotKeyRegistrar hotKeys{main};
   QtLocalEventMonitor localEvents;
-  X11PointerLocator pointer{{}, interfaceScale()};
+  X11PointerLocator pointer{{}, scale};
   X11FrontmostApplication frontmost;
-  X11CommandEventTap commandTap{X11CommandEventTap::Options{.pixelsPerPoint = interfaceScale()}};
+  X11CommandEventTap commandTap{X11CommandEventTap::Options{.pixelsPerPoint = scale}};
   std::shared_ptr<SharedCommandEventTap> sharedTap =
       std::make_shared<SharedCommandEventTap>(commandTap, main, isInputToOwnWindows);
   X11OverlayKeyboardEventTap keyboardTap;
 
   // X11 capture and the windows over the screen.
-  X11ScreenCapture screens{{}, interfaceScale()};
+  X11ScreenCapture screens{{}, scale};
   std::shared_ptr<TurboJpegEncoder> encoder = std::make_shared<TurboJpegEncoder>();
   X11RegionSelectionPhysicalState physicalState;
   QtRegionSelectionWindowing regionWindowing{screens};

@@ -2,9 +2,9 @@
 
 // TrayIcon: the application's status icon (a StatusNotifierItem where the desktop
 // has a watcher for one, the older system tray otherwise) and its menu: open the
-// main window, open its settings, quit. Features add their entries to menu() as they arrive. The
-// composition root sets the callbacks. The menu retranslates itself when the
-// interface language changes. Main thread, with the QApplication.
+// main window, open its settings, quit. Features add their entries to menu() as
+// they arrive. The composition root sets the callbacks. The menu retranslates
+// itself when the interface language changes. Main thread, with the QApplication.
 
 #include <QIcon>
 

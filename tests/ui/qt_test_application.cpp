@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
+#include <string>
 
 #include "platform/x11/x11_test_display.h"
 
@@ -21,6 +22,13 @@ std::unique_ptr<QApplication>& application() {
 }
 
 char runtimeDirectory[] = "/tmp/trelvis-ui-test-XXXXXX";
+
+// The interface scale a run asks for (TRELVIS_TEST_SCALE_FACTOR), never the
+// caller's own QT_SCALE_FACTOR.
+int testScaleFactor() {
+  const char* scale = getenv("TRELVIS_TEST_SCALE_FACTOR");
+  return scale ? std::max(1, std::atoi(scale)) : 1;
+}
 
 // Destroys the application after the last test, while the X server still runs.
 class ApplicationEnvironment final : public ::testing::Environment {
@@ -39,8 +47,7 @@ class ApplicationEnvironment final : public ::testing::Environment {
 // A run at a chosen interface scale gets a screen as much larger, so that the
 // same device-independent layout fits on it.
 const std::string& QtTestApplication::displayName() {
-  const char* scale = getenv("TRELVIS_TEST_SCALE_FACTOR");
-  const int factor = scale ? std::max(1, std::atoi(scale)) : 1;
+  const int factor = testScaleFactor();
   if (factor == 1) return Xvfb::shared().displayName();
   static Xvfb scaled(Xvfb::Options{.width = 1280 * factor, .height = 1024 * factor});
   return scaled.displayName();
@@ -56,9 +63,8 @@ QApplication& QtTestApplication::instance() {
   // No GL probing, no session bus: neither is needed, and both bring noise.
   setenv("QT_XCB_GL_INTEGRATION", "none", 1);
   setenv("DBUS_SESSION_BUS_ADDRESS", "disabled:", 1);
-  // The interface's scale is the test's choice, never the caller's environment.
-  if (const char* scale = getenv("TRELVIS_TEST_SCALE_FACTOR")) {
-    setenv("QT_SCALE_FACTOR", scale, 1);
+  if (const int factor = testScaleFactor(); factor > 1) {
+    setenv("QT_SCALE_FACTOR", std::to_string(factor).c_str(), 1);
   } else {
     unsetenv("QT_SCALE_FACTOR");
   }

@@ -152,16 +152,21 @@ std::vector<Monitor> monitorsOrRoot(Display* display, Window root) {
   return all;
 }
 
-X11PointSpace pointSpace(Display* display, double pixelsPerPoint) {
-  const std::vector<Monitor> all = monitorsOrRoot(display, DefaultRootWindow(display));
+X11PointSpace pointSpace(Display* display, const std::vector<Monitor>& monitors,
+                         double pixelsPerPoint) {
   std::vector<Rect> frames;
-  for (const Monitor& m : all) {
+  for (const Monitor& m : monitors) {
     frames.push_back(Rect{{static_cast<double>(m.x), static_cast<double>(m.y)},
                           {static_cast<double>(m.width), static_cast<double>(m.height)}});
   }
-  const Monitor* origin = originMonitor(all);
-  return X11PointSpace(std::move(frames), origin ? size_t(origin - all.data()) : all.size(),
+  const Monitor* origin = originMonitor(monitors);
+  return X11PointSpace(std::move(frames),
+                       origin ? size_t(origin - monitors.data()) : monitors.size(),
                        DisplayHeight(display, DefaultScreen(display)), pixelsPerPoint);
+}
+
+X11PointSpace pointSpace(Display* display, double pixelsPerPoint) {
+  return pointSpace(display, monitorsOrRoot(display, DefaultRootWindow(display)), pixelsPerPoint);
 }
 
 std::optional<X11RawEventTranslator::KeycodeMap> keycodeMap(Display* display) {

@@ -93,6 +93,9 @@ const Monitor* originMonitor(const std::vector<Monitor>& monitors);
 // The monitors, or the whole root window as one when XRandR names none.
 std::vector<Monitor> monitorsOrRoot(Display* display, Window root);
 
+// Global points over `monitors` (as monitorsOrRoot gives them), at `pixelsPerPoint`.
+X11PointSpace pointSpace(Display* display, const std::vector<Monitor>& monitors,
+                         double pixelsPerPoint);
 // Global points on this display now, at `pixelsPerPoint`.
 X11PointSpace pointSpace(Display* display, double pixelsPerPoint);
 

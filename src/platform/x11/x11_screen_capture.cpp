@@ -245,7 +245,7 @@ class X11ScreenCapture::Session {
   std::vector<Screen> screens() {
     const std::vector<x11::Monitor> all = x11::monitorsOrRoot(display_, connection_->root());
     const x11::Monitor* origin = x11::originMonitor(all);
-    const X11PointSpace points = x11::pointSpace(display_, pixelsPerPoint_);
+    const X11PointSpace points = x11::pointSpace(display_, all, pixelsPerPoint_);
     const std::optional<Rect> workArea = this->workArea();
     std::vector<Screen> result;
     for (const x11::Monitor& m : all) {
@@ -263,9 +263,10 @@ class X11ScreenCapture::Session {
   }
 
   Rect displayBounds(uint32_t displayID) const {
-    for (const x11::Monitor& m : x11::monitorsOrRoot(display_, connection_->root())) {
+    const std::vector<x11::Monitor> all = x11::monitorsOrRoot(display_, connection_->root());
+    for (const x11::Monitor& m : all) {
       if (static_cast<uint32_t>(m.name) == displayID) {
-        return x11::pointSpace(display_, pixelsPerPoint_).topLeftPoints(topLeftRect(m));
+        return x11::pointSpace(display_, all, pixelsPerPoint_).topLeftPoints(topLeftRect(m));
       }
     }
     return Rect{};
