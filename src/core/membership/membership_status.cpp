@@ -18,7 +18,6 @@ bool meteredNumbersAgree(const MembershipQuota& quota, Timestamp serverTime) {
   const int64_t limit = *quota.limit;
   if (used < 0 || limit < 1) return false;
   if (*quota.remaining != std::max<int64_t>(limit - used, 0)) return false;
-  if (!(*quota.periodStart < *quota.resetAt)) return false;
   return *quota.periodStart <= serverTime && serverTime < *quota.resetAt;
 }
 
