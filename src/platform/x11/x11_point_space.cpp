@@ -4,6 +4,19 @@
 #include <utility>
 
 namespace trelvis {
+namespace {
+
+// `r` scaled by `times / over` about `corner`, which stays where it is. One of
+// the two is 1: a division by the scale stays a division, as the toolkit's is.
+Rect scaledAbout(Point corner, const Rect& r, double times, double over) {
+  auto scale = [&](double length) {
+    return length * times / over;
+  };
+  return Rect{{corner.x + scale(r.minX() - corner.x), corner.y + scale(r.minY() - corner.y)},
+              {scale(r.width()), scale(r.height())}};
+}
+
+}  // namespace
 
 X11PointSpace::X11PointSpace(std::vector<Rect> monitors, size_t origin, double rootHeight,
                              double pixelsPerPoint)
@@ -16,32 +29,23 @@ X11PointSpace::X11PointSpace(std::vector<Rect> monitors, size_t origin, double r
 
 Point X11PointSpace::monitorOrigin(Point p, bool inPoints) const {
   for (const Rect& m : monitors_) {
-    const Rect area =
-        inPoints ? Rect{m.origin, {m.width() / pixelsPerPoint_, m.height() / pixelsPerPoint_}} : m;
+    const Rect area = inPoints ? scaledAbout(m.origin, m, 1, pixelsPerPoint_) : m;
     if (area.contains(p)) return m.origin;
   }
   return Point{0, 0};
 }
 
 Point X11PointSpace::point(double rootX, double rootY) const {
-  const Point o = monitorOrigin(Point{rootX, rootY}, false);
-  const double x = o.x + (rootX - o.x) / pixelsPerPoint_;
-  const double y = o.y + (rootY - o.y) / pixelsPerPoint_;
-  return Point{x, originHeight_ - y};
+  const Point p = topLeftPoints(Rect{{rootX, rootY}, {0, 0}}).origin;
+  return Point{p.x, originHeight_ - p.y};
 }
 
 Rect X11PointSpace::topLeftPoints(const Rect& pixels) const {
-  const Point o = monitorOrigin(pixels.origin, false);
-  return Rect{{o.x + (pixels.minX() - o.x) / pixelsPerPoint_,
-               o.y + (pixels.minY() - o.y) / pixelsPerPoint_},
-              {pixels.width() / pixelsPerPoint_, pixels.height() / pixelsPerPoint_}};
+  return scaledAbout(monitorOrigin(pixels.origin, false), pixels, 1, pixelsPerPoint_);
 }
 
 Rect X11PointSpace::pixels(const Rect& topLeftPoints) const {
-  const Point o = monitorOrigin(topLeftPoints.origin, true);
-  return Rect{{o.x + (topLeftPoints.minX() - o.x) * pixelsPerPoint_,
-               o.y + (topLeftPoints.minY() - o.y) * pixelsPerPoint_},
-              {topLeftPoints.width() * pixelsPerPoint_, topLeftPoints.height() * pixelsPerPoint_}};
+  return scaledAbout(monitorOrigin(topLeftPoints.origin, true), topLeftPoints, pixelsPerPoint_, 1);
 }
 
 }  // namespace trelvis
